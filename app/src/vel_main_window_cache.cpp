@@ -1,0 +1,134 @@
+// The record cache and the text of a cell. The grid asks for visible cells only; a record that is
+// not in the cache is read together with its whole group of a hundred, so scrolling through
+// neighbours reads the file once per group. The cache holds at most 1600 records, first in, first
+// out, and its string pool is compacted when dead texts prevail.
+#include "vel_assert.h"
+#include "vel_gui.h"
+#include "vel_main_window.h"
+#include "vel_utils_number.h"
+
+namespace
+{
+
+constexpr gint32 COLUMN_LINE = 0;
+
+constexpr gint32 CACHE_MAX_ROWS = 1500;
+constexpr gint32 CACHE_TRIM_ROWS = 500;
+
+/// Dead texts below this are not worth a compaction.
+constexpr gint64 CACHE_STRINGS_SLACK = gint64{1} << 20;
+
+/// Records of megabytes each would fill the pool long before they are 1500: beyond this all of them
+/// are dropped.
+constexpr gint32 CACHE_MAX_STRINGS = gint32{1} << 28;
+
+/// Field array's first room.
+constexpr guint FIELDS_ROOM = 100;
+
+} // namespace
+
+static void vel_main_window_compact_cache(vel_main_window *window)
+{
+    vel_table_compact_strings(window->cache);
+    window->cache_strings_floor = window->cache->strings_len;
+}
+
+/// Keeps rows and texts of the cache bounded; called before a fill, so borrowed texts are not in
+/// use.
+static void vel_main_window_trim_cache(vel_main_window *window)
+{
+    vel_table *const cache = window->cache;
+    if (cache->n > CACHE_MAX_ROWS)
+        vel_table_delete_rows(cache, 0, CACHE_TRIM_ROWS);
+    const gint64 allowed = 2 * gint64{window->cache_strings_floor} + CACHE_STRINGS_SLACK;
+    if (cache->strings_len > allowed)
+        vel_main_window_compact_cache(window);
+    if (cache->strings_len > CACHE_MAX_STRINGS) {
+        vel_table_delete_rows(cache, 0, cache->n);
+        vel_main_window_compact_cache(window);
+    }
+}
+
+static void vel_main_window_cache_record(vel_table *cache, gint32 record, const GPtrArray *fields)
+{
+    gpointer *const rec = fields->pdata;
+    vel_assert(rec);
+    const gint32 n_fields = gint32(fields->len);
+    while (cache->n_columns <= n_fields) {
+        g_autofree gchar *name = g_strdup_printf("COL%d", cache->n_columns);
+        vel_table_add_column(cache, name, VEL_TABLE_COLUMN_TYPE_STR);
+    }
+    const gint32 row = cache->n;
+    vel_table_set_n(cache, row + 1);
+    vel_table_set_int32(cache, row, COLUMN_LINE, record);
+    for (gint32 i = 0; i < n_fields; i++) {
+        if (rec[i] != nullptr)
+            vel_table_set_str(cache, row, i + 1, static_cast<const gchar *>(rec[i]));
+    }
+}
+
+/// Reads the records of a group that are not in the cache yet; stops at the end of the file.
+static void vel_main_window_fill_cache(vel_main_window *window, gint32 group, GError **error)
+{
+    const vel_table *const positions = &window->positions;
+    GError *failure = nullptr;
+    vel_csv_parser_set_offset(&window->parser, vel_table_get_int32(positions, group, 1),
+                              vel_table_get_int32(positions, group, 2), &failure);
+
+    g_autoptr(GPtrArray) fields = g_ptr_array_new_full(FIELDS_ROOM, g_free);
+    const gint32 first = group * VEL_MAIN_WINDOW_GROUP_SIZE;
+    for (gint32 i = 0; failure == nullptr && i < VEL_MAIN_WINDOW_GROUP_SIZE; i++) {
+        g_ptr_array_set_size(fields, 0);
+        vel_csv_parser_read_record(&window->parser, fields, &failure);
+        if (failure != nullptr || fields->len == 0)
+            break;
+        if (vel_table_find_int32(window->cache, COLUMN_LINE, first + i) < 0)
+            vel_main_window_cache_record(window->cache, first + i, fields);
+    }
+    if (failure != nullptr)
+        g_propagate_error(error, failure);
+}
+
+gint32 vel_main_window_find_record(vel_main_window *window, gint32 record)
+{
+    const gint32 cached = vel_table_find_int32(window->cache, COLUMN_LINE, record);
+    if (cached >= 0 || window->cache_failed)
+        return cached;
+    vel_main_window_trim_cache(window);
+    const gint32 group = gint32(guint32(record) / VEL_MAIN_WINDOW_GROUP_SIZE);
+    if (group >= window->positions.n)
+        return cached;
+
+    GError *error = nullptr;
+    vel_main_window_fill_cache(window, group, &error);
+    if (error != nullptr) {
+        // The box of vel_gui_abort() lets the window go on painting, and each cell would fail
+        // again.
+        window->cache_failed = TRUE;
+        vel_gui_abort(error->message);
+    }
+    return vel_table_find_int32(window->cache, COLUMN_LINE, record);
+}
+
+static void vel_main_window_append_field(vel_main_window *window, gint32 record, gint32 column)
+{
+    const gint32 row = vel_main_window_find_record(window, record);
+    if (row >= 0 && column < window->cache->n_columns)
+        vel_buffer_append_str(&window->cell_text, vel_table_get_str(window->cache, row, column));
+}
+
+const gchar *vel_main_window_table_get_text(gint32 row, gint32 column)
+{
+    vel_main_window *const window = vel_main_window_instance;
+    vel_buffer *const text = &window->cell_text;
+    vel_buffer_set_length(text, 0);
+    const gint64 record = gint64{row} + (window->headers ? 1 : 0);
+    if (record >= 0 && record < window->record_count.load(std::memory_order_relaxed)) {
+        if (column == 0)
+            vel_utils_append_grouped(text, gint64{row} + 1);
+        else
+            vel_main_window_append_field(window, gint32(record), column);
+    }
+    vel_buffer_append(text, "", 1);
+    return reinterpret_cast<const gchar *>(text->data);
+}

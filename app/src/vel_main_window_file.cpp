@@ -1,0 +1,364 @@
+// Opening, scanning and closing a file. Opening settles separator, encoding and header row on the
+// UI thread and starts the "File scanner", which reads the file once and hands the places of every
+// hundredth record over in chunks. A file of 10^9 records gives 10^7 position rows; nothing else
+// here grows with the file.
+#include <algorithm>
+#include <gio/gio.h>
+
+#include "vel_main_window.h"
+#include "vel_main_window_ui.h"
+#include "vel_utils_number.h"
+#include "vel_utils_stream.h"
+
+namespace
+{
+
+/// Columns of a position row.
+enum { COLUMN_LINE = 0, COLUMN_BLOCK = 1, COLUMN_OFFSET = 2 };
+
+/// A chunk is handed over once it holds more rows than this.
+constexpr gint32 CHUNK_ROWS = 1000;
+
+constexpr gint32 RECORD_COLUMN_WIDTH = 100;
+constexpr gint32 FIELD_COLUMN_WIDTH = 190;
+
+/// What a scan has found so far.
+struct scan_totals {
+    gint32 records;
+    gint32 max_fields;
+};
+
+} // namespace
+
+vel_main_window *vel_main_window_instance = nullptr;
+
+static void vel_main_window_add_position_columns(vel_table *table)
+{
+    vel_table_add_column(table, "line", VEL_TABLE_COLUMN_TYPE_INT32);
+    vel_table_add_column(table, "block", VEL_TABLE_COLUMN_TYPE_INT32);
+    vel_table_add_column(table, "offset", VEL_TABLE_COLUMN_TYPE_INT32);
+}
+
+static void vel_main_window_add_cache_columns(vel_table *cache)
+{
+    vel_table_add_column(cache, "line", VEL_TABLE_COLUMN_TYPE_INT32);
+    vel_table_add_index(cache, 0);
+}
+
+void vel_main_window_table_free(gpointer table)
+{
+    vel_table_done(static_cast<vel_table *>(table));
+    g_free(table);
+}
+
+void vel_main_window_init_data(vel_main_window *window)
+{
+    window->search_text = g_strdup("");
+    window->headers = TRUE;
+    vel_main_window_instance = window;
+
+    window->cache = g_new(vel_table, 1);
+    vel_table_init(window->cache);
+    vel_main_window_add_cache_columns(window->cache);
+
+    window->chunk_queue = g_async_queue_new_full(vel_main_window_table_free);
+
+    vel_table_init(&window->positions);
+    vel_main_window_add_position_columns(&window->positions);
+    vel_table_add_index(&window->positions, COLUMN_LINE);
+
+    vel_csv_parser_init(&window->parser);
+    vel_csv_parser_init(&window->search_parser);
+    vel_buffer_init(&window->cell_text);
+}
+
+void vel_main_window_done_data(vel_main_window *window)
+{
+    g_clear_pointer(&window->chunk_queue, g_async_queue_unref);
+    vel_csv_parser_done(&window->search_parser);
+    vel_csv_parser_done(&window->parser);
+    g_clear_pointer(&window->cache, vel_main_window_table_free);
+    vel_table_done(&window->positions);
+    g_clear_pointer(&window->file_path, g_free);
+    g_clear_pointer(&window->search_text, g_free);
+    g_clear_pointer(&window->cell_text.data, g_free);
+}
+
+/// Makes sure that the file can be read before anything is changed for it.
+static gboolean vel_main_window_check_readable(const gchar *path, GError **error)
+{
+    FILE *const file = vel_utils_fopen_shared(path, error);
+    if (file == nullptr)
+        return FALSE;
+    fclose(file);
+    return TRUE;
+}
+
+void vel_main_window_reset_columns(vel_main_window *window)
+{
+    vel_gui_table_clear_columns(&window->table);
+    vel_gui_table_add_column(&window->table, "Record", RECORD_COLUMN_WIDTH);
+}
+
+void vel_main_window_set_headers(vel_main_window *window, gboolean headers)
+{
+    window->headers = headers;
+    vel_main_window_ui_check_headers(window, headers);
+    vel_main_window_reset_columns(window);
+    vel_main_window_update_columns(window);
+    vel_main_window_update(window);
+}
+
+/// Points both parsers at the file; what the first one settles the second one is told.
+static gboolean vel_main_window_open_parsers(vel_main_window *window, gchar separator,
+                                             const gchar *encoding, GError **error)
+{
+    GError *failure = nullptr;
+    vel_csv_parser_set_file_path(&window->parser, window->file_path, separator, encoding, &failure);
+    if (failure == nullptr)
+        vel_csv_parser_set_file_path(&window->search_parser, window->file_path,
+                                     window->parser.separator, window->parser.encoding, &failure);
+    if (failure == nullptr)
+        return TRUE;
+    g_propagate_error(error, failure);
+    return FALSE;
+}
+
+void vel_main_window_open_file(vel_main_window *window, const gchar *path, gchar separator,
+                               const gchar *encoding, GError **error)
+{
+    window->file_path = g_strdup(path);
+    g_autofree gchar *title = g_strdup_printf("Quorlen - %s", path);
+    vel_main_window_ui_set_title(window, title);
+
+    if (!vel_main_window_check_readable(path, error))
+        return;
+    if (!vel_main_window_open_parsers(window, separator, encoding, error))
+        return;
+
+    GError *failure = nullptr;
+    const gboolean headers = vel_csv_parser_guess_headers(&window->parser, &failure);
+    if (failure != nullptr) {
+        g_propagate_error(error, failure);
+        return;
+    }
+    if (!headers != !window->headers)
+        vel_main_window_set_headers(window, headers);
+
+    window->scanner_done.exchange(0);
+    window->scanner_thread =
+        g_thread_new("File scanner", vel_main_window_file_scanner_thread, window);
+}
+
+static vel_table *vel_main_window_new_chunk(void)
+{
+    vel_table *const chunk = g_new(vel_table, 1);
+    vel_table_init(chunk);
+    vel_main_window_add_position_columns(chunk);
+    return chunk;
+}
+
+static void vel_main_window_append_position(vel_table *chunk, gint32 record, vel_csv_parser *parser)
+{
+    gint32 block = 0;
+    gint32 offset = 0;
+    vel_csv_parser_get_offset(parser, &block, &offset);
+
+    const gint32 row = chunk->n;
+    vel_table_set_n(chunk, row + 1);
+    vel_table_set_int32(chunk, row, COLUMN_LINE, record);
+    vel_table_set_int32(chunk, row, COLUMN_BLOCK, block);
+    vel_table_set_int32(chunk, row, COLUMN_OFFSET, offset);
+}
+
+static void vel_main_window_publish(vel_main_window *window, scan_totals totals, vel_table *chunk)
+{
+    window->record_count.exchange(totals.records);
+    window->max_field_count.exchange(totals.max_fields);
+    g_async_queue_push(window->chunk_queue, chunk);
+}
+
+/// Early results, so that a large file shows rows within the first second, then whenever a chunk is
+/// full.
+static gboolean vel_main_window_is_publish_due(gint32 records, const vel_table *chunk)
+{
+    return chunk->n > CHUNK_ROWS || records == 100 || records == 1000 || records == 10000;
+}
+
+/// Reads one record for the scan.
+/// @return its number of fields; 0 at the end of the file and with an error
+static gint32 vel_main_window_scan_record(vel_csv_parser *parser, gint32 records, GError **error)
+{
+    GError *failure = nullptr;
+    const gint32 fields = vel_csv_parser_read_record(parser, nullptr, &failure);
+    if (failure == nullptr && fields > 0 && records == G_MAXINT32)
+        g_set_error(&failure, G_IO_ERROR, G_IO_ERROR_FAILED,
+                    "The file has more than %d records, the most that can be shown", G_MAXINT32);
+    if (failure == nullptr)
+        return fields;
+    g_propagate_error(error, failure);
+    return 0;
+}
+
+static void vel_main_window_scan(vel_main_window *window, vel_csv_parser *parser, GError **error)
+{
+    vel_table *chunk = vel_main_window_new_chunk();
+    scan_totals totals = {0, 0};
+    for (;;) {
+        if (totals.records % VEL_MAIN_WINDOW_GROUP_SIZE == 0)
+            vel_main_window_append_position(chunk, totals.records, parser);
+        const gint32 fields = vel_main_window_scan_record(parser, totals.records, error);
+        if (fields == 0)
+            break;
+        totals.max_fields = std::max(totals.max_fields, fields);
+        totals.records++;
+        if (window->stop_scanning.load(std::memory_order_relaxed) != 0)
+            break;
+        if (vel_main_window_is_publish_due(totals.records, chunk)) {
+            vel_main_window_publish(window, totals, chunk);
+            chunk = vel_main_window_new_chunk();
+        }
+    }
+    window->scan_state.exchange(VEL_MAIN_WINDOW_SCAN_FINISHED);
+    vel_main_window_publish(window, totals, chunk);
+}
+
+gpointer vel_main_window_file_scanner_thread(gpointer data)
+{
+    vel_main_window *const window = static_cast<vel_main_window *>(data);
+    window->scan_state.exchange(VEL_MAIN_WINDOW_SCAN_RUNNING);
+
+    vel_csv_parser parser;
+    vel_csv_parser_init(&parser);
+    vel_csv_parser_set_stop_flag(&parser, &window->stop_scanning);
+    GError *error = nullptr;
+    vel_csv_parser_set_file_path(&parser, window->file_path, window->parser.separator,
+                                 window->parser.encoding, &error);
+    if (error == nullptr)
+        vel_main_window_scan(window, &parser, &error);
+
+    // A read that was given up because the file is being closed has not failed.
+    const gboolean cancelled = g_error_matches(error, G_IO_ERROR, G_IO_ERROR_CANCELLED);
+    if (error != nullptr && !cancelled)
+        vel_main_window_ui_send_scan_error(window, error);
+    g_clear_error(&error);
+    vel_csv_parser_done(&parser);
+    window->scanner_done.exchange(1);
+    return nullptr;
+}
+
+/// Makes room for a chunk, doubling, so that a long scan does not copy the whole table for each.
+static void vel_main_window_reserve_positions(vel_table *positions, gint32 rows)
+{
+    const gint64 needed = gint64{positions->n} + rows;
+    if (needed > positions->reserved)
+        vel_table_set_reserved(positions, gint32(std::min<gint64>(2 * needed, G_MAXINT32)));
+}
+
+static void vel_main_window_take_chunks(vel_main_window *window)
+{
+    vel_table *const positions = &window->positions;
+    while (gpointer item = g_async_queue_try_pop(window->chunk_queue)) {
+        const vel_table *const chunk = static_cast<vel_table *>(item);
+        vel_main_window_reserve_positions(positions, chunk->n);
+        vel_table_copy_rows(positions, positions->n, chunk, 0, chunk->n);
+        vel_main_window_table_free(item);
+    }
+}
+
+static void vel_main_window_update_rows(vel_main_window *window, gint32 rows)
+{
+    const gint32 rows_before = window->table.rows;
+    vel_gui_table_set_num_rows(&window->table, rows);
+    if (rows_before == 0 && window->table.rows > 0 && window->table.columns > 0)
+        vel_gui_table_select(&window->table, 0, 0);
+}
+
+static void vel_main_window_update_status(vel_main_window *window, gint32 rows)
+{
+    vel_buffer text;
+    vel_buffer_init(&text);
+    vel_utils_append_grouped(&text, rows);
+    vel_buffer_append_str(&text, " records");
+    if (window->scan_state.load(std::memory_order_relaxed) == VEL_MAIN_WINDOW_SCAN_RUNNING)
+        vel_buffer_append_str(&text, " (counting)");
+    vel_buffer_append(&text, "", 1);
+    vel_main_window_ui_set_status(window, reinterpret_cast<const gchar *>(text.data));
+    g_free(text.data);
+}
+
+void vel_main_window_update(vel_main_window *window)
+{
+    vel_main_window_take_chunks(window);
+    vel_main_window_update_columns(window);
+
+    gint32 rows = window->record_count.load(std::memory_order_relaxed);
+    if (window->headers && rows >= 1)
+        rows--;
+    vel_main_window_update_rows(window, rows);
+    vel_main_window_update_status(window, rows);
+}
+
+static gchar *vel_main_window_column_title(const vel_main_window *window, gint32 header_row,
+                                           gint32 column)
+{
+    if (window->headers && column < window->cache->n_columns)
+        return g_strdup(vel_table_get_str(window->cache, header_row, column));
+    return g_strdup_printf("Column %d", column);
+}
+
+void vel_main_window_update_columns(vel_main_window *window)
+{
+    if (window->table.columns == 0)
+        vel_gui_table_add_column(&window->table, "Record", RECORD_COLUMN_WIDTH);
+    const gint32 fields = window->max_field_count.load(std::memory_order_relaxed);
+    if (fields < window->table.columns)
+        return;
+    const gint32 header_row = vel_main_window_find_record(window, 0);
+    if (header_row < 0)
+        return;
+    for (gint32 column = window->table.columns; column <= fields; column++) {
+        g_autofree gchar *title = vel_main_window_column_title(window, header_row, column);
+        vel_gui_table_add_column(&window->table, title, FIELD_COLUMN_WIDTH);
+    }
+}
+
+void vel_main_window_stop_scanner(vel_main_window *window)
+{
+    if (window->scanner_thread == nullptr)
+        return;
+    window->stop_scanning.exchange(1);
+    // The scanner may be waiting for its error report to be handled by this very thread: not before
+    // it is done can it be joined.
+    vel_main_window_ui_wait_for_scanner(window);
+    g_thread_join(window->scanner_thread);
+    window->scanner_thread = nullptr;
+}
+
+static void vel_main_window_drop_chunks(vel_main_window *window)
+{
+    while (gpointer chunk = g_async_queue_try_pop(window->chunk_queue))
+        vel_main_window_table_free(chunk);
+}
+
+void vel_main_window_close_file(vel_main_window *window)
+{
+    if (window->scanner_thread != nullptr) {
+        vel_main_window_stop_scanner(window);
+        window->scan_state.exchange(VEL_MAIN_WINDOW_SCAN_IDLE);
+    }
+    vel_main_window_drop_chunks(window);
+    g_clear_pointer(&window->file_path, g_free);
+    window->record_count.exchange(0);
+    window->max_field_count.exchange(0);
+    vel_table_clear(window->cache);
+    vel_main_window_add_cache_columns(window->cache);
+    window->cache_strings_floor = 0;
+    vel_table_set_n(&window->positions, 0);
+    window->stop_scanning.exchange(0);
+
+    vel_gui_table_set_num_rows(&window->table, 0);
+    vel_main_window_reset_columns(window);
+    if (window->headers)
+        vel_main_window_set_headers(window, FALSE);
+}

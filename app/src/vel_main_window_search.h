@@ -1,0 +1,66 @@
+// The search for a text: what the "Searcher" thread does with the find parser. Needs no window
+// system.
+#pragma once
+
+#include <atomic>
+#include <glib.h>
+
+#include "vel_csv_parser.h"
+#include "vel_job.h"
+#include "vel_main_window.h"
+
+/// One search, from its start record to the first hit. Lives on the UI thread's stack until the
+/// thread was joined.
+typedef struct search_request {
+    std::atomic<gint32> stop; ///< Nonzero asks the thread to end. UI thread writes.
+    vel_csv_parser *parser;   ///< Borrowed; stands at the start record. Search thread.
+    const gchar *text;        ///< Borrowed; UTF-8, what is looked for.
+    guint8 case_sensitive;    ///< Whether "a" and "A" differ.
+    gint32 row;               ///< In: the start record, header included. Out: the hit's, or -1.
+    gint32 column;            ///< In: first field tested in it. Out: the hit's field, or -1.
+    vel_job *job;             ///< Borrowed; progress, completion and error.
+    // The scan that counts the same file; null when there is none to wait for.
+    const std::atomic<gint32> *record_count; ///< Borrowed.
+    const std::atomic<gint32> *scan_state;   ///< Borrowed.
+} search_request;
+
+G_BEGIN_DECLS
+
+/// Puts the find parser in front of a record.
+/// @param record  index over all records of the file
+/// @param error   G_IO_ERROR, G_IO_ERROR_INVALID_ARGUMENT, "Record index out of bounds" when the
+/// scan has not remembered
+///                the record's group (or no file is open); what the parser reports
+/// UI thread, while no search runs. Costs one seek and the parse of at most 99 records.
+void vel_main_window_position_search(vel_main_window *window, gint32 record, GError **error);
+
+/// The "Searcher" thread: looks for the text from the parser's position on.
+/// @param request  a search_request
+/// @return null
+gpointer vel_main_window_search_thread(gpointer request);
+
+/// A term made ready for testing many fields.
+typedef struct search_term {
+    gchar *text;  ///< Owned; lower-cased unless case_sensitive.
+    gsize length; ///< Bytes of text.
+    gboolean case_sensitive;
+    gboolean ascii;        ///< All bytes of text are ASCII.
+    gboolean plain_locale; ///< Lower-casing maps A..Z to a..z here, as it does nearly everywhere.
+} search_term;
+
+/// Prepares a term.
+/// @param text  UTF-8, copied
+void vel_main_window_search_term_init(search_term *term, const gchar *text,
+                                      gboolean case_sensitive);
+
+/// Frees the term's text.
+void vel_main_window_search_term_done(search_term *term);
+
+/// Tells whether a field holds the term: byte by byte, or both lower-cased by g_utf8_strdown(). In
+/// a field that is not valid UTF-8 each wrong byte counts as U+FFFD when cases are ignored.
+/// @param field  zero-terminated; null counts as ""
+/// Allocates only for fields with bytes beyond ASCII, and in locales that lower-case ASCII letters
+/// in their own way.
+gboolean vel_main_window_search_term_matches(const search_term *term, const gchar *field);
+
+G_END_DECLS

@@ -1,0 +1,24 @@
+# Two interface targets: vel_strict for all code of ours, vel_product for what ships (no exceptions, no RTTI).
+add_library(vel_strict INTERFACE)
+target_compile_options(vel_strict INTERFACE
+  -Wall -Wextra -Wpedantic -Wconversion -Wsign-conversion -Wshadow -Wformat=2 -Wundef
+  -Wnon-virtual-dtor -Woverloaded-virtual -Wimplicit-fallthrough -Wcast-align -Werror
+  # Messages and assertions name files relative to the repository, wherever it was checked out.
+  "-ffile-prefix-map=${CMAKE_SOURCE_DIR}/=")
+if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
+  target_compile_options(vel_strict INTERFACE -Wduplicated-cond -Wlogical-op)
+endif()
+
+add_library(vel_product INTERFACE)
+target_link_libraries(vel_product INTERFACE vel_strict)
+target_compile_options(vel_product INTERFACE -fno-exceptions -fno-rtti)
+
+if(VEL_SANITIZE)
+  add_compile_options(-fsanitize=${VEL_SANITIZE} -fno-omit-frame-pointer -fno-sanitize-recover=all)
+  add_link_options(-fsanitize=${VEL_SANITIZE})
+endif()
+
+if(WIN32)
+  add_compile_definitions(UNICODE _UNICODE WIN32_LEAN_AND_MEAN NOMINMAX _WIN32_WINNT=0x0A00)
+  add_link_options(-static)
+endif()

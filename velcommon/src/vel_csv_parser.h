@@ -1,0 +1,194 @@
+// A reader of comma-separated text from a file of any size or from a string in memory. Of a file
+// only one block of 131,072 raw bytes, converted to UTF-8, is in memory at a time; everything
+// handed out is UTF-8.
+//
+// A position is the pair (block, offset): the block's number, counted from 0 at raw byte block *
+// 131,072 whatever the encoding, and the bytes into that block after its conversion. It can be
+// taken before any record and restored later, in any order, also by another parser on the same file
+// with the same encoding and separator.
+//
+// A parser has no lock and belongs to one thread at a time; parsers on the same file do not disturb
+// each other. Errors: `error` is the address of an empty GError pointer, or null to ignore errors.
+// A function that finds the error already set does nothing further.
+#pragma once
+
+#include "vel_buffer.h"
+#include "vel_table.h"
+
+#include <atomic>
+#include <glib.h>
+#include <stdio.h>
+
+G_BEGIN_DECLS
+
+/// Raw bytes of a file in one block.
+#define VEL_CSV_PARSER_BLOCK_SIZE 131072
+
+/// The domain of the parser's own errors; its messages are for the user.
+#define VEL_CSV_PARSER_QUARK (vel_csv_parser_error_quark())
+
+/// The codes of the domain VEL_CSV_PARSER_QUARK.
+enum {
+    VEL_CSV_PARSER_ERROR_UNCLOSED = 0, ///< "Unclosed quoted value": the data ended inside quotes.
+};
+
+/// Embedded by value in its owner. Read the fields freely, change them only through the functions.
+typedef struct vel_csv_parser {
+    gchar separator;  ///< The byte between fields, ASCII.
+    gchar *pos;       ///< The read position, buffer..buffer_end.
+    FILE *file;       ///< Owned; null when a string is read.
+    gint32 block;     ///< Number of the block in `buffer`, from 0; always 0 without a file.
+    gchar *encoding;  ///< Owned; the file's encoding as iconv names it, null without a file.
+    GIConv converter; ///< Owned; from `encoding` to UTF-8, null when closed.
+    gint32 bom_len;   ///< Bytes of the byte-order mark found at the start of the file: 0, 2 or 3.
+    gchar *buffer;    ///< Owned; the block in UTF-8 and a zero byte behind it.
+    guint64 buffer_size; ///< Bytes allocated for `buffer`.
+    guint64 buffer_len;  ///< Bytes of the block in `buffer`, without the zero behind it.
+    gchar *buffer_end;   ///< buffer + buffer_len, where that zero is.
+    vel_buffer field;    ///< Puts together a field that spans blocks or holds doubled quotes.
+    guint8 special[256]; ///< 1 for the bytes that end an unquoted field (0, LF, CR, separator),
+                         ///< else 0.
+
+    const std::atomic<gint32> *stop; ///< Borrowed, may be null; not 0 abandons reading.
+    gboolean read_failed; ///< The stream failed while `block` was read: it must be read again.
+} vel_csv_parser;
+
+/// The quark of "VEL_CSV_PARSER_QUARK". Any thread.
+GQuark vel_csv_parser_error_quark(void);
+
+/// Makes a parser that reads the text ",", one record of two empty fields, until it is given a
+/// source.
+/// @param parser  storage of the caller's, in any state; end it with vel_csv_parser_done()
+/// The separator is ','; there is no stop flag.
+void vel_csv_parser_init(vel_csv_parser *parser);
+
+/// Releases what the parser owns, its file included, not the structure, which vel_csv_parser_init()
+/// can make live again.
+void vel_csv_parser_done(vel_csv_parser *parser);
+
+/// Reads from a string from now on, from its start; the previous source is closed.
+/// @param text  zero-terminated UTF-8 of less than 2 GiB from GLib's allocator; taken over, not
+/// copied Separator and stop flag are kept.
+void vel_csv_parser_set_content(vel_csv_parser *parser, gchar *text);
+
+/// Opens a file, as vel_utils_fopen_shared() does, and reads from it as vel_csv_parser_set_file()
+/// says.
+/// @param path       UTF-8, borrowed
+/// @param separator  ASCII; 0 to guess it
+/// @param encoding   name as iconv knows it, copied; null to detect it
+/// @param error      G_IO_ERROR with the system's text when the file cannot be opened, and then the
+/// parser keeps its
+///                   source; or any error of vel_csv_parser_set_file()
+/// Costs what vel_csv_parser_set_file() costs.
+void vel_csv_parser_set_file_path(vel_csv_parser *parser, const gchar *path, gchar separator,
+                                  const gchar *encoding, GError **error);
+
+/// Reads from an open stream from now on; the previous source is closed. The fields `separator` and
+/// `encoding` tell afterwards what was chosen. The stop flag is kept. Detection looks at the
+/// byte-order mark alone: UTF-8, UTF-16BE, UTF-16LE, or without a mark the system's ANSI character
+/// set. The position is behind the mark (`bom_len` converted bytes in), or (0, 0) when the
+/// separator was guessed. For a given UTF-16 name the mark of the *other* byte order is looked for,
+/// and only that one is passed over.
+/// @param stream     binary, can be sought in; taken over also when this fails
+/// @param separator  ASCII; 0 to guess it with vel_csv_parser_guess_separator()
+/// @param encoding   name as iconv knows it, copied; null to detect it
+/// @param error      G_IO_ERROR: from errno when reading or seeking fails; code 0 "Unknown
+/// encoding: %s"; code 0
+///                   "Error decoding text from %s"; or an error of the guessing
+/// Costs an allocation of 524,289 bytes, the first block, and with guessing the first two records
+/// up to four times.
+void vel_csv_parser_set_file(vel_csv_parser *parser, FILE *stream, gchar separator,
+                             const gchar *encoding, GError **error);
+
+/// Sets a flag that another thread raises to abandon reading: a single record can be as long as the
+/// file.
+/// @param stop  borrowed until it is replaced; null for none. It is looked at whenever the record
+/// reader has read a block.
+void vel_csv_parser_set_stop_flag(vel_csv_parser *parser, const std::atomic<gint32> *stop);
+
+/// Reads the file's next 131,072 bytes, wherever its stream stands, into `buffer` as UTF-8. Leaves
+/// `pos` and `block` to the caller. Every block is converted by itself: a sequence of bytes that a
+/// block's end cuts is not put together.
+/// @param error  G_IO_ERROR: from errno when reading fails, and then the block is empty; code 0
+/// "Error decoding text from
+///               %s" with the encoding, and then the block holds the text before the failure
+void vel_csv_parser_read_block(vel_csv_parser *parser, GError **error);
+
+/// Sets the byte between fields.
+/// @param separator  ASCII
+void vel_csv_parser_set_separator(vel_csv_parser *parser, gchar separator);
+
+/// Tells the position. At the end of a block this reads the next one, if there is one, and tells
+/// its start; an error of that reading is dropped.
+/// @param block   out: number of the block, from 0
+/// @param offset  out: bytes into the converted block, 0..buffer_len
+void vel_csv_parser_get_offset(vel_csv_parser *parser, gint32 *block, gint32 *offset);
+
+/// Moves to a position taken with vel_csv_parser_get_offset(); (0, 0) is in front of a byte-order
+/// mark.
+/// @param block   0 or more; 0 without a file (assertion "(block == 0 && this->file == NULL) ||
+/// (block >= 0 &&
+///                this->file != NULL)")
+/// @param offset  bytes into the converted block (assertion "offset >= 0 && (size_t)offset <=
+/// this->buffer_len")
+/// @param error   from errno when seeking fails, and then nothing has moved; or an error of
+/// vel_csv_parser_read_block() Costs nothing inside the present block, which is not read again;
+/// otherwise one seek, one read, one conversion.
+void vel_csv_parser_set_offset(vel_csv_parser *parser, gint32 block, gint32 offset, GError **error);
+
+/// Tells how far the file has been read, in raw bytes: the end of the block in memory. 0 without a
+/// file, -1 when the stream cannot tell.
+gint64 vel_csv_parser_get_file_position(vel_csv_parser *parser);
+
+/// Tells the size of the file in bytes as it is now. 0 without a file, -1 when the stream cannot
+/// tell. Seeks to the end and back, with the stream's end-of-file mark as it was: the reading goes
+/// on undisturbed. Only when the whole file has been read and has grown since does the stream stay
+/// at its new end.
+gint64 vel_csv_parser_get_file_size(vel_csv_parser *parser);
+
+/// Reads one record; the position is the start of the next one afterwards.
+/// Fields are separated by the separator, records by LF, CR LF or CR. A field that begins with a
+/// quote byte ends at the next single quote byte; a doubled one stands for one quote byte. A zero
+/// byte outside quotes ends the data for good.
+/// @param fields  emptied first, then filled with one new string per field, freed with g_free() (by
+/// the array, where it
+///                has a free function); null for a field of no bytes. Null: the fields are only
+///                counted, and memory does not grow with a field's length.
+/// @param error   VEL_CSV_PARSER_QUARK, code 0, "Unclosed quoted value", with the partial field
+/// stored and counted;
+///                G_IO_ERROR_CANCELLED "Reading was cancelled" by the stop flag;
+///                G_IO_ERROR_MESSAGE_TOO_LARGE "Field longer than 2147483647 bytes" (only with an
+///                array) or "Record of more than 2147483647 fields"; or an error of
+///                vel_csv_parser_read_block(). The field during which one of these others comes is
+///                lost.
+/// @return number of fields; 0 at the end of the data; with an error the number so far, so test the
+/// error first
+gint32 vel_csv_parser_read_record(vel_csv_parser *parser, GPtrArray *fields, GError **error);
+
+/// Reads all records from the position on into a table of text columns COL0, COL1, ..., which is
+/// cleared first. A field of no bytes becomes a null cell; the cells that a short record lacks are
+/// as a new row has them.
+/// @param error  of vel_csv_parser_read_record(); the records before it are in the table
+void vel_csv_parser_read_all(vel_csv_parser *parser, vel_table *table, GError **error);
+
+/// Tells how well a separator splits the two records at the position: 1 there is no data; 0.75 both
+/// into the same number of fields, at least two; 0.125 neither; 0 reading failed. Unless reading
+/// failed the position is (0, 0) afterwards.
+/// @param candidate  ASCII; the parser's own separator is the same afterwards as before
+/// @param error      of vel_csv_parser_read_record()
+gfloat vel_csv_parser_probe_field_separator(vel_csv_parser *parser, gchar candidate,
+                                            GError **error);
+
+/// Guesses the separator: of comma, tab, semicolon and bar the first with the best score over two
+/// records. The first probe starts at the position, the others at (0, 0), where the parser is left.
+/// @param error  of vel_csv_parser_read_record(), and then the result is the best so far
+/// @return the guess; the parser's own separator does not change
+gchar vel_csv_parser_guess_separator(vel_csv_parser *parser, GError **error);
+
+/// Guesses whether the first record names the columns: whether in more than a fifth of the columns
+/// the second record's field begins with a number and the first record's does not. The position is
+/// (0, 0) afterwards, unless reading failed.
+/// @param error  of vel_csv_parser_read_record(), and then the result is FALSE
+gboolean vel_csv_parser_guess_headers(vel_csv_parser *parser, GError **error);
+
+G_END_DECLS

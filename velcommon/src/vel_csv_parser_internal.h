@@ -1,0 +1,48 @@
+// What the sources of the CSV parser share with each other and with their tests; nobody else
+// includes this.
+#pragma once
+
+#include "vel_csv_parser.h"
+
+#include <gio/gio.h>
+
+/// Room for the largest block after conversion, four bytes of UTF-8 for every raw byte, and its
+/// terminating zero.
+static constexpr guint64 VEL_CSV_PARSER_BUFFER_SIZE = guint64{4} * VEL_CSV_PARSER_BLOCK_SIZE + 1;
+
+/// Longest field that is handed out, in bytes.
+static constexpr guint64 VEL_CSV_PARSER_FIELD_MAX = G_MAXINT32;
+
+static inline bool vel_csv_parser_failed(GError **error)
+{
+    return *error != nullptr;
+}
+
+/// Fills the error from errno, or from EIO when the failed call left errno at 0: a failure never
+/// goes unseen.
+void vel_csv_parser_set_stream_error(GError **error);
+
+/// The name of the system's ANSI character set, or of what stands in for it elsewhere.
+const gchar *vel_csv_parser_ansi_charset(void);
+
+/// Whether the position is at the end of the block and the file has another one.
+bool vel_csv_parser_needs_block(const vel_csv_parser *parser);
+
+/// Goes to the start of the file's next block: reads it and sets `block` and `pos`. A block whose
+/// reading failed is read once more instead.
+void vel_csv_parser_next_block(vel_csv_parser *parser, GError **error);
+
+/// A field being read. With `keep` its bytes are either a piece of the block (`piece` set) or in
+/// the parser's `field`.
+typedef struct vel_csv_parser_part {
+    vel_csv_parser *parser;
+    const gchar *piece; ///< Start of the bytes in the block; null when they had to be put together.
+    guint64 length;     ///< Bytes so far.
+    bool keep;          ///< Whether the bytes are wanted, not only counted.
+    bool crossed;       ///< The closing quote was the last byte of its block.
+    GError **error;
+} vel_csv_parser_part;
+
+/// Adds bytes to a field that is being put together; fails when it becomes longer than can be
+/// handed out.
+void vel_csv_parser_part_append(vel_csv_parser_part *part, const gchar *bytes, guint64 n);

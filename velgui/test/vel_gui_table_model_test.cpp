@@ -1,0 +1,280 @@
+// The table control's life, columns, row count and selection by calls.
+#include "vel_table_fixture.h"
+
+#include <ctime>
+
+#include "vel_death_test.h"
+
+using VelGuiTableModel = VelTableTest;
+
+namespace
+{
+
+std::string columnTitle(const vel_gui_table &table, WPARAM column)
+{
+    wchar_t text[64] = L"";
+    HDITEMW item = {};
+    item.mask = HDI_TEXT;
+    item.pszText = text;
+    item.cchTextMax = G_N_ELEMENTS(text);
+    SendMessageW(table.header, HDM_GETITEMW, column, reinterpret_cast<LPARAM>(&item));
+    g_autofree gchar *title =
+        g_utf16_to_utf8(reinterpret_cast<gunichar2 *>(text), -1, nullptr, nullptr, nullptr);
+    return title;
+}
+
+LRESULT headerItems(const vel_gui_table &table)
+{
+    return SendMessageW(table.header, HDM_GETITEMCOUNT, 0, 0);
+}
+
+} // namespace
+
+TEST_F(VelGuiTableModel, StartsEmptyWithoutASelection)
+{
+    EXPECT_EQ(table.rows, 0);
+    EXPECT_EQ(table.columns, 0);
+    EXPECT_EQ(table.row_height, 20);
+    expectSelection(-1, -1);
+}
+
+TEST_F(VelGuiTableModel, IsAChildOfItsClassWithBothScrollBars)
+{
+    wchar_t name[32];
+    GetClassNameW(table.window, name, 32);
+    EXPECT_STREQ(name, L"GuiTable");
+    EXPECT_EQ(GetParent(table.window), parent);
+    // The bars come and go with the ranges.
+    EXPECT_EQ(GetWindowLongW(table.window, GWL_STYLE) & ~(WS_VSCROLL | WS_HSCROLL), 0x50010000);
+    EXPECT_EQ(GetWindowLongPtrW(table.window, 0), reinterpret_cast<LONG_PTR>(&table));
+    EXPECT_EQ(GetParent(table.header), table.window);
+    EXPECT_TRUE(IsWindowVisible(table.header));
+}
+
+TEST_F(VelGuiTableModel, TheClassIsGlobalAndRedrawsOnResize)
+{
+    WNDCLASSW found = {};
+    ASSERT_TRUE(GetClassInfoW(vel_gui_instance.instance, L"GuiTable", &found));
+    EXPECT_EQ(found.style, 0x4003U);
+    EXPECT_EQ(found.cbWndExtra, static_cast<int>(sizeof(void *)));
+    EXPECT_EQ(found.lpfnWndProc, vel_gui_table_window_proc);
+    EXPECT_TRUE(vel_gui_table_class_created_);
+}
+
+TEST_F(VelGuiTableModel, ASecondControlSharesTheClass)
+{
+    vel_gui_table second;
+    vel_gui_table_init(&second, parent);
+    EXPECT_NE(second.window, nullptr);
+    EXPECT_NE(second.window, table.window);
+    vel_gui_table_done(&second);
+    EXPECT_FALSE(IsWindow(second.window));
+}
+
+TEST_F(VelGuiTableModel, AddedColumnsHaveTheirTitleAndWidth)
+{
+    vel_gui_table_add_column(&table,
+                             "Stra\xC3\x9F"
+                             "e",
+                             120);
+    vel_gui_table_add_column(&table, "", 30);
+    EXPECT_EQ(table.columns, 2);
+    EXPECT_EQ(headerItems(table), 2);
+    EXPECT_EQ(columnTitle(table, 0), "Stra\xC3\x9F"
+                                     "e");
+    EXPECT_EQ(columnTitle(table, 1), "");
+    const RECT second = vel_gui_table_item_rect(&table, 1);
+    EXPECT_EQ(second.left, 120);
+    EXPECT_EQ(second.right, 150);
+}
+
+TEST_F(VelGuiTableModel, ATitleThatIsNotUtf8GetsReplacementCharacters)
+{
+    vel_gui_table_add_column(&table, "a\xFFz", 120);
+    EXPECT_EQ(columnTitle(table, 0), "a\xEF\xBF\xBDz");
+}
+
+TEST_F(VelGuiTableModel, AddingAColumnRepaintsAll)
+{
+    vel_gui_table_add_column(&table, "A", 120);
+    const RECT update = updateRect();
+    const RECT all = client();
+    EXPECT_TRUE(EqualRect(&update, &all));
+}
+
+TEST_F(VelGuiTableModel, AddingColumnsWidensTheHorizontalRange)
+{
+    fill(10, 7);
+    EXPECT_EQ(scrollInfo(SB_HORZ).nMin, 0);
+    EXPECT_EQ(scrollInfo(SB_HORZ).nMax, 6);
+    EXPECT_EQ(scrollInfo(SB_HORZ).nPage, 1U);
+}
+
+TEST_F(VelGuiTableModel, ClearingTheColumnsKeepsTheRows)
+{
+    fill(10, 3);
+    vel_gui_table_select(&table, 2, 1);
+    vel_gui_table_clear_columns(&table);
+    EXPECT_EQ(table.columns, 0);
+    EXPECT_EQ(headerItems(table), 0);
+    EXPECT_EQ(table.rows, 10);
+    expectSelection(-1, -1);
+    EXPECT_EQ(headerRect().right - headerRect().left, 0);
+    const RECT update = updateRect();
+    const RECT all = client();
+    EXPECT_TRUE(EqualRect(&update, &all));
+}
+
+TEST_F(VelGuiTableModel, ColumnsCanBeAddedAgainAfterClearing)
+{
+    fill(10, 3);
+    vel_gui_table_clear_columns(&table);
+    fill(10, 2);
+    EXPECT_EQ(table.columns, 2);
+    EXPECT_EQ(columnTitle(table, 1), "C1");
+}
+
+TEST_F(VelGuiTableModel, TheSameRowCountChangesNothing)
+{
+    fill(10, 3);
+    vel_gui_table_set_num_rows(&table, 10);
+    const RECT update = updateRect();
+    EXPECT_TRUE(IsRectEmpty(&update));
+}
+
+TEST_F(VelGuiTableModel, GrowthBelowTheVisibleRowsRepaintsNothing)
+{
+    fill(1000, 3);
+    vel_gui_table_set_num_rows(&table, 2000);
+    const RECT update = updateRect();
+    EXPECT_TRUE(IsRectEmpty(&update));
+    vel_test_pump();
+    EXPECT_TRUE(vel_test_cells.asked.empty());
+    EXPECT_EQ(scrollInfo(SB_VERT).nMax, 1999);
+}
+
+TEST_F(VelGuiTableModel, AGrowingCountDuringAScanNeverAsksForATextAgain)
+{
+    fill(100, 3);
+    vel_gui_table_scroll(&table, SB_BOTTOM, TRUE);
+    vel_gui_table_scroll(&table, SB_PAGEUP, TRUE);
+    vel_test_pump();
+    vel_test_cells.asked.clear();
+    for (gint32 rows = 200; rows <= 100000; rows += 100) {
+        vel_gui_table_set_num_rows(&table, rows);
+        vel_test_pump();
+    }
+    EXPECT_TRUE(vel_test_cells.asked.empty());
+}
+
+TEST_F(VelGuiTableModel, GrowthIntoTheVisibleRowsRepaints)
+{
+    fill(5, 3);
+    vel_gui_table_set_num_rows(&table, 6);
+    const RECT update = updateRect();
+    EXPECT_FALSE(IsRectEmpty(&update));
+}
+
+TEST_F(VelGuiTableModel, ShrinkingBelowTheSelectedRowClearsTheSelection)
+{
+    fill(10, 3);
+    vel_gui_table_select(&table, 5, 1);
+    vel_gui_table_set_num_rows(&table, 6);
+    expectSelection(5, 1);
+    vel_gui_table_set_num_rows(&table, 5);
+    expectSelection(-1, -1);
+}
+
+TEST_F(VelGuiTableModel, ShrinkingClampsTheTopRow)
+{
+    fill(1000, 3);
+    vel_gui_table_set_origin(&table, 900, 0);
+    vel_gui_table_set_num_rows(&table, 100);
+    const SCROLLINFO info = scrollInfo(SB_VERT);
+    EXPECT_EQ(info.nMax, 99);
+    EXPECT_EQ(info.nPos, 100 - static_cast<int>(info.nPage));
+}
+
+TEST_F(VelGuiTableModel, SelectingRepaintsTheOldAndTheNewCellOnly)
+{
+    fill(10, 3);
+    vel_gui_table_select(&table, 1, 0);
+    vel_test_pump();
+    vel_test_cells.asked.clear();
+    vel_gui_table_select(&table, 3, 0);
+    const int top = headerHeight();
+    const RECT update = updateRect();
+    const RECT expected = {0, top + 21, 100, top + 4 * 21};
+    EXPECT_TRUE(EqualRect(&update, &expected));
+    expectSelection(3, 0);
+}
+
+TEST_F(VelGuiTableModel, SelectingTheSelectedCellDoesNothing)
+{
+    fill(10, 3);
+    vel_gui_table_select(&table, 1, 0);
+    vel_test_pump();
+    vel_gui_table_select(&table, 1, 0);
+    const RECT update = updateRect();
+    EXPECT_TRUE(IsRectEmpty(&update));
+}
+
+TEST_F(VelGuiTableModel, AnyNegativePairSelectsNone)
+{
+    fill(10, 3);
+    vel_gui_table_select(&table, 1, 0);
+    vel_gui_table_select(&table, -7, -3);
+    expectSelection(-1, -1);
+}
+
+TEST_F(VelGuiTableModel, SelectingDoesNotScroll)
+{
+    fill(1000, 3);
+    vel_gui_table_select(&table, 900, 2);
+    EXPECT_EQ(topRow(), 0);
+}
+
+TEST_F(VelGuiTableModel, NineThousandColumnsAreAddedInReasonableTime)
+{
+    const DWORD start = GetTickCount();
+    for (gint32 column = 0; column < 9000; column++)
+        vel_gui_table_add_column(&table, "Column", 100);
+    const DWORD added = GetTickCount();
+    vel_gui_table_clear_columns(&table);
+    const DWORD cleared = GetTickCount();
+    RecordProperty("milliseconds_to_add", static_cast<int>(added - start));
+    RecordProperty("milliseconds_to_clear", static_cast<int>(cleared - added));
+    EXPECT_LT(added - start, 20000U);
+    EXPECT_LT(cleared - added, 20000U);
+}
+
+using VelGuiTableModelDeathTest = VelTableTest;
+
+TEST_F(VelGuiTableModelDeathTest, ARowWithoutAColumnIsRefused)
+{
+    fill(10, 3);
+    VEL_EXPECT_FATAL(vel_gui_table_select(&table, 1, -1),
+                     "(row >= 0 && column >= 0) || (row < 0 && column < 0)");
+    VEL_EXPECT_FATAL(vel_gui_table_select(&table, -1, 1),
+                     "(row >= 0 && column >= 0) || (row < 0 && column < 0)");
+}
+
+TEST_F(VelGuiTableModelDeathTest, ARowPastTheLastIsRefused)
+{
+    fill(10, 3);
+    VEL_EXPECT_FATAL(vel_gui_table_select(&table, 10, 0), "assertion failed: (row < this->rows)");
+}
+
+TEST_F(VelGuiTableModelDeathTest, AColumnPastTheLastIsRefused)
+{
+    fill(10, 3);
+    VEL_EXPECT_FATAL(vel_gui_table_select(&table, 0, 3),
+                     "assertion failed: (column < this->columns)");
+}
+
+TEST_F(VelGuiTableModelDeathTest, TheMessageNamesTheSourceAndTheFunction)
+{
+    fill(10, 3);
+    EXPECT_DEATH(vel_gui_table_select(&table, 10, 0),
+                 "velgui/src/vel_gui_table[a-z_]*.cpp:[0-9]+:vel_gui_table_select");
+}
