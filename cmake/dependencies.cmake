@@ -19,7 +19,9 @@ function(vel_import_pkg target module)
   target_include_directories(${target} SYSTEM INTERFACE ${${target}_pc_${vel_pkg_config_static}INCLUDE_DIRS})
   target_compile_options(${target} INTERFACE ${${target}_pc_${vel_pkg_config_static}CFLAGS_OTHER})
   target_link_directories(${target} INTERFACE ${${target}_pc_${vel_pkg_config_static}LIBRARY_DIRS})
-  target_link_libraries(${target} INTERFACE ${${target}_pc_${vel_pkg_config_static}LDFLAGS})
+  # Not ..._LDFLAGS: it names the folders once more, unquoted, and falls apart at a blank.
+  target_link_libraries(${target} INTERFACE ${${target}_pc_${vel_pkg_config_static}LDFLAGS_OTHER}
+    ${${target}_pc_${vel_pkg_config_static}LIBRARIES})
 endfunction()
 
 vel_import_pkg(vel_glib gio-2.0)

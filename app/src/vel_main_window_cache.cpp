@@ -18,9 +18,12 @@ constexpr gint32 CACHE_TRIM_ROWS = 500;
 /// Dead texts below this are not worth a compaction.
 constexpr gint64 CACHE_STRINGS_SLACK = gint64{1} << 20;
 
-/// Records of megabytes each would fill the pool long before they are 1500: beyond this all of them
-/// are dropped.
-constexpr gint32 CACHE_MAX_STRINGS = gint32{1} << 28;
+/// Records of megabytes, or of a hundred thousand fields, would fill the memory long before they
+/// are 1500: when rows and texts take more bytes than this, all of them are dropped.
+constexpr gint64 CACHE_MAX_BYTES = gint64{1} << 28;
+
+/// What a field takes in a row: its place in the pool and its share of the null flags.
+constexpr gint32 CELL_BYTES = 9;
 
 /// Field array's first room.
 constexpr guint FIELDS_ROOM = 100;
@@ -43,21 +46,38 @@ static void vel_main_window_trim_cache(vel_main_window *window)
     const gint64 allowed = 2 * gint64{window->cache_strings_floor} + CACHE_STRINGS_SLACK;
     if (cache->strings_len > allowed)
         vel_main_window_compact_cache(window);
-    if (cache->strings_len > CACHE_MAX_STRINGS) {
+    if (cache->strings_len + gint64{cache->n} * cache->row_size > CACHE_MAX_BYTES) {
         vel_table_delete_rows(cache, 0, cache->n);
+        vel_table_set_reserved(cache, 0);
         vel_main_window_compact_cache(window);
     }
 }
 
-static void vel_main_window_cache_record(vel_table *cache, gint32 record, const GPtrArray *fields)
+/// Makes columns for so many fields, all at once: each addition copies every row.
+/// @param old_rows  in and out: rows that are older than the fill under way; they are dropped when
+/// all rows would become too large
+static void vel_main_window_widen_cache(vel_table *cache, gint32 n_fields, gint32 *old_rows)
+{
+    if (gint64{cache->n} * n_fields * CELL_BYTES > CACHE_MAX_BYTES && *old_rows > 0) {
+        vel_table_delete_rows(cache, 0, *old_rows);
+        vel_table_set_reserved(cache, cache->n);
+        *old_rows = 0;
+    }
+    g_autoptr(GPtrArray) names = g_ptr_array_new_with_free_func(g_free);
+    for (gint32 column = cache->n_columns; column <= n_fields; column++)
+        g_ptr_array_add(names, g_strdup_printf("COL%d", column));
+    vel_table_add_columns(cache, gint32(names->len), reinterpret_cast<gchar **>(names->pdata),
+                          VEL_TABLE_COLUMN_TYPE_STR);
+}
+
+static void vel_main_window_cache_record(vel_table *cache, gint32 record, const GPtrArray *fields,
+                                         gint32 *old_rows)
 {
     gpointer *const rec = fields->pdata;
     vel_assert(rec);
     const gint32 n_fields = gint32(fields->len);
-    while (cache->n_columns <= n_fields) {
-        g_autofree gchar *name = g_strdup_printf("COL%d", cache->n_columns);
-        vel_table_add_column(cache, name, VEL_TABLE_COLUMN_TYPE_STR);
-    }
+    if (cache->n_columns <= n_fields)
+        vel_main_window_widen_cache(cache, n_fields, old_rows);
     const gint32 row = cache->n;
     vel_table_set_n(cache, row + 1);
     vel_table_set_int32(cache, row, COLUMN_LINE, record);
@@ -77,13 +97,14 @@ static void vel_main_window_fill_cache(vel_main_window *window, gint32 group, GE
 
     g_autoptr(GPtrArray) fields = g_ptr_array_new_full(FIELDS_ROOM, g_free);
     const gint32 first = group * VEL_MAIN_WINDOW_GROUP_SIZE;
+    gint32 old_rows = window->cache->n;
     for (gint32 i = 0; failure == nullptr && i < VEL_MAIN_WINDOW_GROUP_SIZE; i++) {
         g_ptr_array_set_size(fields, 0);
         vel_csv_parser_read_record(&window->parser, fields, &failure);
         if (failure != nullptr || fields->len == 0)
             break;
         if (vel_table_find_int32(window->cache, COLUMN_LINE, first + i) < 0)
-            vel_main_window_cache_record(window->cache, first + i, fields);
+            vel_main_window_cache_record(window->cache, first + i, fields, &old_rows);
     }
     if (failure != nullptr)
         g_propagate_error(error, failure);

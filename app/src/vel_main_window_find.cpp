@@ -128,7 +128,8 @@ void vel_main_window_find_next_action(vel_main_window *window)
     request.case_sensitive = window->search_case_sensitive ? 1 : 0;
     request.job = &job;
     request.record_count = &window->record_count;
-    request.scan_state = &window->scan_state;
+    request.max_field_count = &window->max_field_count;
+    request.scanner_done = &window->scanner_done;
     vel_main_window_set_search_start(window, &request);
 
     GError *error = nullptr;

@@ -146,14 +146,21 @@ static gboolean vel_main_window_search_records(search_request *request, const se
     return FALSE;
 }
 
-/// A hit in a record that the scan has not counted yet has no row to be shown in: wait for it.
+/// Whether the scan has yet to count the hit's record and its field.
+static gboolean vel_main_window_is_ahead_of_scan(const search_request *request)
+{
+    return request->record_count->load(std::memory_order_relaxed) <= request->row ||
+           request->max_field_count->load(std::memory_order_relaxed) <= request->column;
+}
+
+/// A hit that the scan has not counted yet has no cell to be shown in: wait for it.
 static void vel_main_window_wait_for_scan(const search_request *request)
 {
     if (request->record_count == nullptr)
         return;
     while (request->stop.load(std::memory_order_relaxed) == 0 &&
-           request->scan_state->load(std::memory_order_relaxed) == VEL_MAIN_WINDOW_SCAN_RUNNING &&
-           request->record_count->load(std::memory_order_relaxed) <= request->row)
+           request->scanner_done->load(std::memory_order_acquire) == 0 &&
+           vel_main_window_is_ahead_of_scan(request))
         g_usleep(SCAN_POLL_US);
 }
 

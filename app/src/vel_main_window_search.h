@@ -19,9 +19,10 @@ typedef struct search_request {
     gint32 row;               ///< In: the start record, header included. Out: the hit's, or -1.
     gint32 column;            ///< In: first field tested in it. Out: the hit's field, or -1.
     vel_job *job;             ///< Borrowed; progress, completion and error.
-    // The scan that counts the same file; null when there is none to wait for.
-    const std::atomic<gint32> *record_count; ///< Borrowed.
-    const std::atomic<gint32> *scan_state;   ///< Borrowed.
+    // The scan that counts the same file; all null when there is none to wait for.
+    const std::atomic<gint32> *record_count;    ///< Borrowed.
+    const std::atomic<gint32> *max_field_count; ///< Borrowed.
+    const std::atomic<gint32> *scanner_done;    ///< Borrowed; not 0 once all has been counted.
 } search_request;
 
 G_BEGIN_DECLS

@@ -2,7 +2,7 @@
 // columns, rows, status text.
 #include "vel_viewer_fixture.h"
 
-#include <algorithm>
+#include <gio/gio.h>
 
 class VelMainWindowOpen : public vel_viewer_fixture
 {
@@ -356,7 +356,7 @@ TEST_F(VelMainWindowColumns, NoneAreAddedWhileTheFirstGroupIsNotPublished)
 
 TEST_F(VelMainWindowColumns, HeaderRowGivesTheTitles)
 {
-    show("name,\"si\"\"ze, \n\",,x\nx,1,2,3\n");
+    show("name,\"si\"\"ze, \n\",,x\nx,1,2,3\n", ',');
     EXPECT_EQ(titles(), (std::vector<std::string>{"Record", "name", "si\"ze, \n", "", "x"}));
 }
 

@@ -78,19 +78,19 @@ TEST_F(VelMainWindowProc, SizingLaysOut)
 
 TEST_F(VelMainWindowProc, MinimisingDoesNotLayOut)
 {
-    for (const WPARAM type : {SIZE_MINIMIZED, SIZE_MAXSHOW, SIZE_MAXHIDE}) {
+    for (const int type : {SIZE_MINIMIZED, SIZE_MAXSHOW, SIZE_MAXHIDE}) {
         misplaceTable();
-        call(WM_SIZE, type);
+        call(WM_SIZE, static_cast<WPARAM>(type));
         EXPECT_TRUE(isTableMisplaced()) << type;
     }
 }
 
 TEST_F(VelMainWindowProc, ActivatingGivesTheTableTheFocus)
 {
-    for (const WPARAM how : {WA_ACTIVE, WA_CLICKACTIVE}) {
+    for (const int how : {WA_ACTIVE, WA_CLICKACTIVE}) {
         SetFocus(window->hwnd);
         ASSERT_EQ(GetFocus(), window->hwnd);
-        EXPECT_EQ(call(WM_ACTIVATE, how), 0);
+        EXPECT_EQ(call(WM_ACTIVATE, static_cast<WPARAM>(how)), 0);
         EXPECT_EQ(GetFocus(), window->table.window) << how;
     }
 }
@@ -175,7 +175,7 @@ TEST_F(VelMainWindowProc, OtherMessagesGetDefaultProcessing)
 
 TEST_F(VelMainWindowProc, UnknownCommandsGetDefaultProcessing)
 {
-    for (const WPARAM command : {0, 9, 100, 0xFFFF})
+    for (const WPARAM command : {0u, 9u, 100u, 0xFFFFu})
         EXPECT_EQ(call(WM_COMMAND, command), 0);
     EXPECT_TRUE(IsWindow(window->hwnd));
 }

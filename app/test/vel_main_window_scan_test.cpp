@@ -106,6 +106,7 @@ TEST_F(VelMainWindowScan, TheTimerShowsTheFileWithoutFurtherAsking)
 TEST_F(VelMainWindowScan, TheStatusSaysCountingUntilTheTickAfterTheEnd)
 {
     ASSERT_EQ(open(makeLargeFile(LARGE)), "");
+    ASSERT_TRUE(vel_remote_window_wait(5000, [this] { return window->scan_state.load() != 0; }));
     vel_main_window_update(window);
     ASSERT_NE(window->scanner_done.load(), 1) << "the file is too small for this test";
     const std::string counting = status();

@@ -3,6 +3,7 @@
 
 #include <clocale>
 #include <cstdio>
+#include <cstring>
 #include <gtest/gtest.h>
 #include <random>
 #include <string>
@@ -92,7 +93,7 @@ TEST(VelMainWindowSearchTerm, RandomTextsMatchAsDefined)
     for (int round = 0; round < 50000; round++) {
         const std::string term = text(3);
         const std::string field = text(10);
-        for (const gboolean case_sensitive : {TRUE, FALSE})
+        for (const bool case_sensitive : {true, false})
             ASSERT_EQ(matches(term.c_str(), field.c_str(), case_sensitive),
                       matches_by_definition(term.c_str(), field.c_str(), case_sensitive))
                 << '"' << term << "\" in \"" << field << "\" " << case_sensitive;
@@ -140,6 +141,17 @@ protected:
         EXPECT_TRUE(vel_job_is_complete(&job));
     }
 
+    /// Lets the search watch a scan that has counted so much.
+    void watch_scan(gint32 records, gint32 fields, gint32 done)
+    {
+        record_count.exchange(records);
+        max_field_count.exchange(fields);
+        scanner_done.exchange(done);
+        request.record_count = &record_count;
+        request.max_field_count = &max_field_count;
+        request.scanner_done = &scanner_done;
+    }
+
     void expect_hit(gint32 row, gint32 column) const
     {
         EXPECT_EQ(request.row, row);
@@ -149,6 +161,9 @@ protected:
     vel_csv_parser parser;
     vel_job job;
     search_request request = {};
+    std::atomic<gint32> record_count{0};
+    std::atomic<gint32> max_field_count{0};
+    std::atomic<gint32> scanner_done{0};
 };
 
 } // namespace
@@ -259,29 +274,51 @@ TEST_F(VelMainWindowSearchThread, ProgressStartsWhereTheParserStands)
     EXPECT_FLOAT_EQ(vel_job_get_progress(&job), 7.0F / 8.0F);
 }
 
-TEST_F(VelMainWindowSearchThread, AHitAheadOfTheScanWaitsForIt)
+TEST_F(VelMainWindowSearchThread, AHitAheadOfTheScanWaitsForItsRecordAndItsField)
 {
-    open("a\nneedle\n");
-    std::atomic<gint32> count{1};
-    std::atomic<gint32> state{VEL_MAIN_WINDOW_SCAN_RUNNING};
-    request.record_count = &count;
-    request.scan_state = &state;
+    open("a\nb,needle\n");
+    watch_scan(1, 1, 0);
     request.text = "needle";
     GThread *const thread = g_thread_new("Searcher", vel_main_window_search_thread, &request);
     g_usleep(50000);
     EXPECT_FALSE(vel_job_is_complete(&job));
-    count.exchange(2);
+    record_count.exchange(2);
+    g_usleep(50000);
+    EXPECT_FALSE(vel_job_is_complete(&job));
+    max_field_count.exchange(2);
+    g_thread_join(thread);
+    expect_hit(1, 1);
+}
+
+TEST_F(VelMainWindowSearchThread, AHitAheadOfAScanThatEndsWithoutItDoesNotWaitForever)
+{
+    open("a\nneedle\n");
+    watch_scan(1, 1, 0);
+    request.text = "needle";
+    GThread *const thread = g_thread_new("Searcher", vel_main_window_search_thread, &request);
+    g_usleep(20000);
+    EXPECT_FALSE(vel_job_is_complete(&job));
+    scanner_done.exchange(1);
     g_thread_join(thread);
     expect_hit(1, 0);
+}
+
+TEST_F(VelMainWindowSearchThread, AStopEndsTheWaitForTheScan)
+{
+    open("a\nneedle\n");
+    watch_scan(1, 1, 0);
+    request.text = "needle";
+    GThread *const thread = g_thread_new("Searcher", vel_main_window_search_thread, &request);
+    g_usleep(20000);
+    request.stop.exchange(1);
+    g_thread_join(thread);
+    EXPECT_TRUE(vel_job_is_complete(&job));
 }
 
 TEST_F(VelMainWindowSearchThread, AHitBehindAFinishedScanDoesNotWait)
 {
     open("a\nneedle\n");
-    std::atomic<gint32> count{1};
-    std::atomic<gint32> state{VEL_MAIN_WINDOW_SCAN_FINISHED};
-    request.record_count = &count;
-    request.scan_state = &state;
+    watch_scan(1, 1, 1);
     search("needle");
     expect_hit(1, 0);
 }

@@ -270,13 +270,13 @@ TEST_F(VelMainWindowSettingsDeathTest, AFileThatIsNoDatabaseEndsTheProgram)
 {
     g_mkdir_with_parents(settingsFolder().c_str(), 0700);
     makeFile("Halvorine\\Quorlen\\settings.db", std::string(5000, 'x'));
-    VEL_EXPECT_ERROR_BOX(vel_fatal_box_install(); create(), "file is not a database");
+    VEL_EXPECT_ERROR_BOX(vel_fatal_box_install(); create(), "SQL statement failed: file is not a database");
 }
 
 TEST_F(VelMainWindowSettingsDeathTest, ADatabaseThatCannotBeOpenedEndsTheProgram)
 {
     g_mkdir_with_parents(settingsPath().c_str(), 0700);
-    VEL_EXPECT_ERROR_BOX(create(), "Creating an Sqlite database connection failed: "
+    VEL_EXPECT_ERROR_BOX(create(), "Creating an SqLite database connection failed: "
                                    "unable to open database file");
 }
 

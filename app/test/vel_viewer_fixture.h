@@ -86,7 +86,7 @@ protected:
     /// Waits until the scanner has nothing left to do, handling what it sends.
     void wait_scanned()
     {
-        while (window.scanner_done == 0) {
+        while (window.scanner_thread != nullptr && window.scanner_done == 0) {
             stand_in_pump();
             std::this_thread::yield();
         }

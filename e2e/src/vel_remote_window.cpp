@@ -11,6 +11,9 @@ constexpr DWORD ANSWER_TIMEOUT_MS = 5000;
 constexpr DWORD BOX_TIMEOUT_MS = 10000;
 constexpr DWORD POLL_MS = 20;
 
+/// More than two periods of the timer by which a main window learns what the scan has found.
+constexpr ULONGLONG ZERO_STAYS_MS = 2500;
+
 /// UTF-16 code units of a text fetched through the other process's memory.
 constexpr size_t TEXT_UNITS = 1024;
 
@@ -199,6 +202,26 @@ std::string vel_remote_window_get_status(HWND main_window)
 {
     const HWND bar = vel_remote_window_find_child(main_window, STATUSCLASSNAMEW);
     return bar == nullptr ? std::string() : vel_remote_window_fetch_text(bar, SB_GETTEXTW, 0);
+}
+
+bool vel_remote_window_is_counted(const std::string &status)
+{
+    return status.ends_with(" records");
+}
+
+bool vel_remote_window_wait_counted(HWND main_window, DWORD timeout_ms,
+                                    const std::function<bool()> &give_up)
+{
+    const ULONGLONG start = GetTickCount64();
+    bool counted = false;
+    vel_remote_window_wait(timeout_ms, [&] {
+        const std::string status = vel_remote_window_get_status(main_window);
+        const bool is_zero = status == "0 records";
+        counted = vel_remote_window_is_counted(status) &&
+                  (!is_zero || GetTickCount64() - start > ZERO_STAYS_MS);
+        return counted || give_up();
+    });
+    return counted;
 }
 
 static std::string vel_remote_window_get_title(HWND header, WPARAM column)

@@ -42,6 +42,18 @@ bool vel_remote_window_dismiss_box(HWND box);
 /// The text of a main window's status bar, its first part.
 std::string vel_remote_window_get_status(HWND main_window);
 
+/// Whether a status text tells a final count, "1,234 records" without the " (counting)" of a scan
+/// that runs.
+bool vel_remote_window_is_counted(const std::string &status);
+
+/// Waits until a main window's file is counted. "0 records" shows for a moment before a scan
+/// begins, too, so it counts only once it has stayed for longer than the window takes to learn
+/// more.
+/// @param give_up  asked again and again; yes ends the wait
+/// @return whether it was counted in time
+bool vel_remote_window_wait_counted(HWND main_window, DWORD timeout_ms,
+                                    const std::function<bool()> &give_up);
+
 /// The titles of a main window's columns, "Record" first.
 /// @param limit  at most so many
 std::vector<std::string> vel_remote_window_get_titles(HWND main_window, int limit);

@@ -23,12 +23,12 @@ typedef struct vel_buffer {
 void vel_buffer_init(vel_buffer *buffer);
 
 /// Lengthens the content by bytes that the caller fills.
-/// Storage that is too small grows to the smallest power of two, at least 16, that holds reserved +
-/// n.
+/// Storage that is too small grows to the smallest power of two, at least 16, that is no less than
+/// reserved + n.
 /// @param n  bytes to add, any number
 /// @return the first of the new bytes, valid until the buffer grows next
-/// A size past 64 bits, like memory running out, ends the program. Amortised constant time per
-/// byte.
+/// A size past 64 bits, like memory running out, ends the program. A byte costs constant time,
+/// growth included.
 guint8 *vel_buffer_append_uninitialized(vel_buffer *buffer, guint64 n);
 
 /// Makes the storage exactly as large as told; content that no longer fits is cut off.
@@ -50,8 +50,7 @@ void vel_buffer_append_str(vel_buffer *buffer, const gchar *str);
 void vel_buffer_append_utf16(vel_buffer *buffer, const gunichar2 *str);
 
 /// Appends a formatted text without a terminating zero; nothing when formatting fails.
-/// @param format  as for g_vasprintf(); it and the arguments are borrowed and may point into this
-/// buffer
+/// @param format  as for g_vasprintf(); borrowed, may point into this buffer as any argument may
 void vel_buffer_append_vprintf(vel_buffer *buffer, const gchar *format, va_list args)
     G_GNUC_PRINTF(2, 0);
 

@@ -101,7 +101,6 @@ static bool vel_csv_parser_quoted_step(vel_csv_parser_part *part)
         byte = vel_csv_parser_peek(parser, part->error);
         if (vel_csv_parser_failed(part->error) || byte != VEL_CSV_PARSER_QUOTE)
             return false;
-        part->crossed = false;
         parser->pos++;
     }
     vel_csv_parser_part_append_byte(part, byte);

@@ -16,8 +16,7 @@ typedef struct vel_job {
     GError *error;     ///< What stopped the task; owned, null while there is none. Guarded.
 } vel_job;
 
-/// Makes a job with progress 0.0, not complete, without an error. UI thread, before the worker
-/// starts.
+/// Makes a job with progress 0.0, not complete, without an error. UI thread, before any worker.
 /// @param job   uninitialised; what it held is not freed
 /// @param name  UTF-8, copied
 void vel_job_init(vel_job *job, const gchar *name);
@@ -39,9 +38,8 @@ void vel_job_complete(vel_job *job);
 gboolean vel_job_is_complete(vel_job *job);
 
 /// Stores the error that stopped the task; the job does not become complete by it. Any thread.
-/// @param error  taken over by the job. A second error fails the assertion "this->error == NULL", a
-/// null pointer
-///               "error != NULL".
+/// @param error  taken over by the job. A second error fails the assertion "this->error == NULL",
+///               a null pointer "error != NULL".
 void vel_job_set_error(vel_job *job, GError *error);
 
 /// Tells the error that stopped the task. Any thread.

@@ -88,6 +88,13 @@ void vel_table_set_n(vel_table *t, gint32 n);
 /// Copies every row; the fatal message "calloc failed" when memory for that is short.
 void vel_table_add_column(vel_table *t, const gchar *name, vel_table_column_type type);
 
+/// Appends columns of one type just as so many calls of vel_table_add_column() would, but copies
+/// the rows only once.
+/// @param n      number of columns; nothing happens when it is less than 1
+/// @param names  n texts as vel_table_add_column() takes them, borrowed
+void vel_table_add_columns(vel_table *t, gint32 n, const gchar *const *names,
+                           vel_table_column_type type);
+
 /// Sets or clears a cell's null flag. Setting it makes the value zero; clearing it leaves it so.
 /// @param row, column  an existing cell, as for every operation on a cell below (assertion "row >=
 ///                     0 && row < t->n && column >= 0 && column < t->n_columns")

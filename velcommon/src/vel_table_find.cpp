@@ -58,19 +58,6 @@ static gint32 vel_table_find_values(vel_table *t, const vel_table_index *ti,
     return row;
 }
 
-/// As vel_table_find_values() for a text, which is the last of the wanted values: it lies at the
-/// end of the pool while it is looked up.
-static gint32 vel_table_find_text(vel_table *t, const vel_table_index *ti, const gchar *text,
-                                  vel_table_wanted *wanted, gint32 n_wanted)
-{
-    const gint32 strings_len = t->strings_len;
-    const guint64 offset = vel_table_append_string(t, text);
-    wanted[n_wanted - 1].value = &offset;
-    const gint32 row = vel_table_find_values(t, ti, wanted, n_wanted);
-    t->strings_len = strings_len;
-    return row;
-}
-
 gint32 vel_table_find_int32(vel_table *t, gint32 column, gint32 value)
 {
     vel_assert(column >= 0 && column < t->n_columns);
@@ -99,8 +86,14 @@ gint32 vel_table_find_str(vel_table *t, gint32 column, const gchar *value)
 {
     vel_assert(column >= 0 && column < t->n_columns);
     VEL_TABLE_ASSERT_TYPE(VEL_TABLE_COLUMN_TYPE_STR);
-    vel_table_wanted wanted = {column, nullptr};
-    return vel_table_find_text(t, vel_table_one_column_index(t, column), value, &wanted, 1);
+    const vel_table_index *ti = vel_table_one_column_index(t, column);
+    // The text lies at the end of the pool while it is looked up.
+    const gint32 strings_len = t->strings_len;
+    const guint64 offset = vel_table_append_string(t, value);
+    const vel_table_wanted wanted = {column, &offset};
+    const gint32 row = vel_table_find_values(t, ti, &wanted, 1);
+    t->strings_len = strings_len;
+    return row;
 }
 
 gint32 vel_table_find_int32_int32(vel_table *t, gint32 column, gint32 value, gint32 column2,
@@ -121,7 +114,11 @@ gint32 vel_table_find_int32_str(vel_table *t, gint32 column, gint32 value, gint3
     vel_assert(column2 >= 0 && column2 < t->n_columns);
     VEL_TABLE_ASSERT_TYPE(VEL_TABLE_COLUMN_TYPE_INT32);
     vel_assert(t->columns[column2].type == VEL_TABLE_COLUMN_TYPE_STR);
-    vel_table_wanted wanted[] = {{column, &value}, {column2, nullptr}};
-    return vel_table_find_text(t, vel_table_two_column_index(t, column, column2), value2, wanted,
-                               2);
+    const vel_table_index *ti = vel_table_two_column_index(t, column, column2);
+    const gint32 strings_len = t->strings_len;
+    const guint64 offset = vel_table_append_string(t, value2);
+    const vel_table_wanted wanted[] = {{column, &value}, {column2, &offset}};
+    const gint32 row = vel_table_find_values(t, ti, wanted, 2);
+    t->strings_len = strings_len;
+    return row;
 }

@@ -29,14 +29,13 @@ guint64 vel_utils_utf16_len(const gunichar2 *str);
 gint32 vel_utils_utf16_cmp(const gunichar2 *a, const gunichar2 *b);
 
 /// Frees what a pointer points to with g_free() and sets the pointer to null.
-/// @param pointer_address  address of a pointer of any type, which may be null:
-/// vel_utils_free_and_null(&name)
+/// @param pointer_address  address of a pointer of any type; the pointer may be null
 void vel_utils_free_and_null(gpointer pointer_address);
 
 /// Counts the bytes before the first byte of a class.
 /// @param str    zero-terminated, borrowed; no byte behind the one found is read
-/// @param table  256 entries, one per byte value, each exactly 0 or 1; 1 marks the class, which
-/// must hold the zero byte
+/// @param table  256 entries, one per byte value, each 0 or 1; 1 marks the class, which must hold
+///               the zero byte
 /// @return index of the first byte whose entry is 1
 /// One table look-up per byte, four bytes per step.
 guint64 vel_utils_str_scan(const gchar *str, const guint8 *table);

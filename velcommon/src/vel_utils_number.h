@@ -12,8 +12,7 @@ G_BEGIN_DECLS
 /// Room for every number in every locale, terminating zero included.
 #define VEL_UTILS_GROUPED_SIZE 320
 
-/// Longest thousands separator in bytes of UTF-8 that is used; a locale with a longer one is shown
-/// without.
+/// Longest thousands separator in bytes of UTF-8; a locale with a longer one is shown without.
 #define VEL_UTILS_SEPARATOR_MAX 15
 
 /// Writes a number in decimal with the thousands separator and grouping of the locale that
@@ -29,13 +28,11 @@ void vel_utils_append_grouped(vel_buffer *buffer, gint64 value);
 
 /// Writes a number in decimal with a given separator and grouping.
 /// @param text       receives UTF-8 with a terminating zero
-/// @param size       bytes at text, VEL_UTILS_GROUPED_SIZE is always enough, too few end the
-/// program
+/// @param size       bytes at text; VEL_UTILS_GROUPED_SIZE is enough, too few end the program
 /// @param separator  UTF-8, at most VEL_UTILS_SEPARATOR_MAX bytes; empty for no grouping; borrowed
 /// @param grouping   as in struct lconv: the sizes of the groups from the right, the last one
-/// repeated for ever; an
-///                   element of CHAR_MAX (or a negative one) leaves the remaining digits together;
-///                   borrowed
+///                   repeated for ever; an element of CHAR_MAX (or a negative one) leaves the
+///                   remaining digits together; borrowed
 /// @return bytes written without the terminating zero
 gsize vel_utils_group_digits(gchar *text, gsize size, gint64 value, const gchar *separator,
                              const gchar *grouping);
@@ -44,8 +41,7 @@ gsize vel_utils_group_digits(gchar *text, gsize size, gint64 value, const gchar 
 /// "3;0" means threes for ever, "3;2;0" a three and then twos for ever, "3" one group of three, "0"
 /// or "" no grouping.
 /// @param grouping  receives at most size - 1 groups and a terminating zero
-/// @param size      bytes at grouping, at least 2; groups that do not fit are dropped and their
-/// digits stay together
+/// @param size      bytes at grouping, at least 2; digits of groups that do not fit stay together
 /// @param windows   zero-terminated digits and semicolons, borrowed
 void vel_utils_grouping_from_windows(gchar *grouping, gsize size, const gchar *windows);
 

@@ -14,8 +14,7 @@ struct vel_utils_number_style {
 
 #ifndef _WIN32
 /// Takes the grouping over from the C library's description of a locale.
-/// @param locale  its thousands separator is in the character set of the LC_CTYPE locale; borrowed.
-/// A separator that
-///                cannot be converted or is too long is left empty.
+/// @param locale  borrowed; its thousands separator is in the LC_CTYPE locale's character set. One
+///                that cannot be converted or is too long is left empty.
 void vel_utils_number_style_from_lconv(vel_utils_number_style *style, const struct lconv *locale);
 #endif

@@ -6,8 +6,7 @@
 // position from 1 on:
 //   VEL_TABLE_COLUMN_TYPE_INT32, gint32
 //   VEL_TABLE_COLUMN_TYPE_INT64, gint64
-//   VEL_TABLE_COLUMN_TYPE_STR, const gchar *   (UTF-8, not copied: must live until the statement is
-//   finalized)
+//   VEL_TABLE_COLUMN_TYPE_STR, const gchar *: UTF-8, not copied, must outlive the statement
 // Any other tag is fatal "Unsupported data type". A number of 0 or less binds nothing.
 //
 // Fatal messages of every call that takes SQL text (%s is what sqlite3_errmsg() says):
@@ -35,14 +34,12 @@ void vel_utils_sqlite3_exec(sqlite3 *db, const gchar *sql, gint32 n_params, ...)
 void vel_utils_sqlite3_exec_multi(sqlite3 *db, gint32 n, const gchar *const *sqls);
 
 /// Prepares a statement and binds its parameters.
-/// @return the statement before its first step; the caller steps it and ends it with
-/// sqlite3_finalize()
+/// @return the statement before its first step; the caller ends it with sqlite3_finalize()
 sqlite3_stmt *vel_utils_sqlite3_select(sqlite3 *db, const gchar *sql, gint32 n_params, ...);
 
 /// Runs a query up to its first row.
-/// @return the statement on that row, which the caller ends with sqlite3_finalize(); null when
-/// there is no row Fatal besides the above: "Moving to the first record in the result set failed:
-/// %s".
+/// @return the statement on that row, which the caller ends with sqlite3_finalize(), or null
+/// Fatal besides the above: "Moving to the first record in the result set failed: %s".
 sqlite3_stmt *vel_utils_sqlite3_select_one(sqlite3 *db, const gchar *sql, gint32 n_params, ...);
 
 /// Runs a query for one number.

@@ -4,6 +4,7 @@
 #include "vel_utils_stream.h"
 
 #include "vel_utils.h"
+#include "vel_utils_stream_internal.h"
 
 #include <cerrno>
 
@@ -67,19 +68,25 @@ static wchar_t *vel_utils_stream_join(const wchar_t *prefix, const wchar_t *rest
     return joined;
 }
 
-// The absolute form of a path as CreateFileW takes it at any length. Null with errno set. Caller
-// frees with g_free().
-static wchar_t *vel_utils_stream_full_path(const gchar *path)
+wchar_t *vel_utils_stream_full_path(const gchar *path)
 {
     g_autofree gunichar2 *units = g_utf8_to_utf16(path, -1, nullptr, nullptr, nullptr);
-    if (units == nullptr || units[0] == 0) {
+    if (units == nullptr) {
         errno = ENOENT;
         return nullptr;
     }
-    const wchar_t *const given = reinterpret_cast<const wchar_t *>(units);
-    const DWORD size = GetFullPathNameW(given, 0, nullptr, nullptr);
+    return vel_utils_stream_full_path_utf16(reinterpret_cast<const wchar_t *>(units));
+}
+
+wchar_t *vel_utils_stream_full_path_utf16(const wchar_t *path)
+{
+    if (path[0] == 0) {
+        errno = ENOENT;
+        return nullptr;
+    }
+    const DWORD size = GetFullPathNameW(path, 0, nullptr, nullptr);
     g_autofree wchar_t *full = g_new0(wchar_t, size + 1);
-    const DWORD length = GetFullPathNameW(given, size, full, nullptr);
+    const DWORD length = GetFullPathNameW(path, size, full, nullptr);
     if (length == 0 || length >= size) {
         errno = vel_utils_stream_errno(length == 0 ? GetLastError() : ERROR_INVALID_NAME);
         return nullptr;

@@ -7,17 +7,14 @@
 
 G_BEGIN_DECLS
 
-/// Opens a file for binary reading so that other programs may go on writing, renaming and deleting
-/// it.
+/// Opens a file for binary reading; other programs may go on writing, renaming and deleting it.
 /// @param path   UTF-8, absolute or relative, of any length the system can hold; borrowed
-/// @param error  as vel_utils_set_error_from_errno() fills it: ENOENT for a missing file, a name
-/// that cannot exist or an
-///               empty path, EACCES for one that may not be read, EISDIR for a folder, EINVAL for
-///               what is no file on a disk (a device, a pipe), EIO or the system's own number for
-///               the rest
-/// @return the stream, which the caller closes with fclose() and which child processes do not
-/// inherit; null on failure,
-///         with errno set as above
+/// @param error  as vel_utils_set_error_from_errno() fills it: ENOENT for a missing file, an empty
+///               path and, on Windows, a name that cannot exist; EACCES for a file that may not be
+///               read; EISDIR for a folder; EINVAL for what is no file on a disk (a device, a
+///               pipe); EIO or the system's own number for the rest
+/// @return the stream, which the caller closes with fclose() and child processes do not inherit;
+///         null on failure, with errno set as above
 /// Never waits for a pipe's or a device's other side.
 FILE *vel_utils_fopen_shared(const gchar *path, GError **error);
 
@@ -25,6 +22,7 @@ FILE *vel_utils_fopen_shared(const gchar *path, GError **error);
 /// @param offset  bytes from the place that whence names
 /// @param whence  SEEK_SET, SEEK_CUR or SEEK_END
 /// @return TRUE, with the stream's marks for end of file and error cleared; FALSE with errno set
+///         and the position anywhere
 gboolean vel_utils_fseek(FILE *file, gint64 offset, gint whence);
 
 /// Tells a stream's position in bytes from the start of the file; -1 with errno set on failure.

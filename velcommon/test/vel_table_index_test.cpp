@@ -241,6 +241,23 @@ TEST(VelTableFind, RowsOfManyColumnsAndLongTextsAreFound)
     EXPECT_EQ(vel_table_find_str(&table, 30, ""), 0);
 }
 
+TEST(VelTableFind, ColumnNotGivenIsZeroThoughItWasGivenBefore)
+{
+    for (const bool is_wide : {false, true}) {
+        VelTestTable table;
+        for (int i = 0; i < (is_wide ? 40 : 2); i++)
+            table.with_column("i", T_INT32);
+        table.with_rows(2);
+        const gint32 both[] = {0, 1};
+        vel_table_add_index_complex(&table, 2, both);
+        vel_table_set_int32(&table, 1, 0, 5);
+        EXPECT_EQ(vel_table_find_int32_int32(&table, 0, 5, 1, 6), -1);
+        // The same column twice is served by an index that holds it, the other one being zero.
+        EXPECT_EQ(vel_table_find_int32_int32(&table, 0, 5, 0, 5), 1);
+        EXPECT_EQ(vel_table_find_int32_int32(&table, 1, 0, 1, 0), 0);
+    }
+}
+
 TEST(VelTableFind, LookedUpTextLeavesThePoolButForItsRoom)
 {
     VelTestTable table;

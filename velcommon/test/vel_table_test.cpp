@@ -21,11 +21,13 @@ static const vel_table_column_type T_INT64 = VEL_TABLE_COLUMN_TYPE_INT64;
 static const vel_table_column_type T_DOUBLE = VEL_TABLE_COLUMN_TYPE_DOUBLE;
 static const vel_table_column_type T_STR = VEL_TABLE_COLUMN_TYPE_STR;
 
-/// Columns for rows of 147,456 bytes: a block of 2^31 - 1 of them is more than any address space.
+/// Rows of 147,456 bytes: a block of 2^31 - 1 of them is more than any address space. The offset is
+/// set by hand, that of the 16,383rd column, in place of so many columns.
 static void vel_test_make_wide(VelTestTable *table)
 {
-    for (int i = 0; i < 16384; i++)
-        table->with_column("w", T_INT64);
+    table->with_column("v", T_INT64);
+    table->columns[0].offset = 8 * 16382;
+    table->with_column("w", T_INT64);
 }
 
 #define WIDEST_BLOCK "failed to allocate 316659348652032 bytes"
@@ -207,6 +209,41 @@ TEST(VelTableAddColumn, RoomWithoutRowsIsZeroInTheNewLayout)
         EXPECT_EQ(vel_table_get_int32(&table, row, 0), 0);
         EXPECT_STREQ(vel_table_get_str(&table, row, 1), "");
     }
+}
+
+TEST(VelTableAddColumns, SeveralAreAsSeveralSingleOnes)
+{
+    const gchar *const names[] = {"x", "y", "z"};
+    VelTestTable table;
+    VelTestTable expected;
+    for (VelTestTable *t : {&table, &expected}) {
+        t->with_column("a", T_INT32).with_rows(3);
+        vel_table_add_index(t, 0);
+        vel_table_set_int32(t, 1, 0, 7);
+        vel_table_set_null(t, 2, 0, TRUE);
+    }
+    vel_table_add_columns(&table, 3, names, T_STR);
+    for (const gchar *const name : names)
+        expected.with_column(name, T_STR);
+    for (VelTestTable *t : {&table, &expected})
+        vel_table_set_str(t, 1, 3, "text");
+    EXPECT_TRUE(vel_table_equals(&table, &expected, TRUE));
+    EXPECT_EQ(table.row_size, expected.row_size);
+    EXPECT_EQ(table.reserved, expected.reserved);
+    EXPECT_EQ(vel_table_find_int32(&table, 0, 7), 1);
+}
+
+TEST(VelTableAddColumns, WithoutRowsAndForNoColumns)
+{
+    const gchar *const names[] = {"x", "y"};
+    VelTestTable table;
+    vel_table_add_columns(&table, 0, nullptr, T_STR);
+    EXPECT_EQ(table.n_columns, 0);
+    vel_table_add_columns(&table, 2, names, T_INT64);
+    EXPECT_EQ(table.n_columns, 2);
+    EXPECT_STREQ(table.columns[1].name, "y");
+    EXPECT_EQ(table.columns[1].offset, 8);
+    EXPECT_EQ(table.rows, nullptr);
 }
 
 TEST(VelTableSetReserved, MakesExactlyTheRoomAskedFor)

@@ -2,6 +2,8 @@
 // and positions past 4 GiB.
 #include "vel_utils_stream.h"
 
+#include "vel_utils_stream_internal.h"
+
 #include <gio/gio.h>
 #include <glib/gstdio.h>
 #include <gtest/gtest.h>
@@ -309,6 +311,48 @@ TEST_F(VelUtilsStream, ErrorMayBeIgnored)
 
 #ifdef _WIN32
 
+namespace
+{
+
+std::string full_path(const std::string &path)
+{
+    wchar_t *const wide = vel_utils_stream_full_path(path.c_str());
+    gchar *const utf8 =
+        g_utf16_to_utf8(reinterpret_cast<const gunichar2 *>(wide), -1, nullptr, nullptr, nullptr);
+    const std::string full = utf8;
+    g_free(utf8);
+    g_free(wide);
+    return full;
+}
+
+} // namespace
+
+TEST(VelUtilsStreamPath, ShortOneStaysPlain)
+{
+    EXPECT_EQ(full_path("C:\\a\\..\\b.csv"), "C:\\b.csv");
+    const std::string longest = "C:\\" + std::string(256, 'n');
+    EXPECT_EQ(full_path(longest), longest);
+}
+
+TEST(VelUtilsStreamPath, LongOneHasThePrefix)
+{
+    const std::string shortest = "C:\\" + std::string(257, 'n');
+    EXPECT_EQ(full_path(shortest), "\\\\?\\" + shortest);
+    EXPECT_EQ(full_path("C:/a/../" + std::string(300, 'n')), "\\\\?\\C:\\" + std::string(300, 'n'));
+}
+
+TEST(VelUtilsStreamPath, LongNetworkOneHasItsOwnPrefix)
+{
+    const std::string name = "server\\share\\" + std::string(300, 'n');
+    EXPECT_EQ(full_path("\\\\" + name), "\\\\?\\UNC\\" + name);
+}
+
+TEST(VelUtilsStreamPath, LongOneThatHasThePrefixKeepsIt)
+{
+    const std::string name = "\\\\?\\C:\\" + std::string(300, 'n');
+    EXPECT_EQ(full_path(name), name);
+}
+
 TEST_F(VelUtilsStream, FileThatAnotherKeepsForItselfIsReportedAsNotPermitted)
 {
     make_file("locked.csv", "content");
@@ -328,6 +372,8 @@ TEST_F(VelUtilsStream, DevicesAreRefused)
     for (const char *const name : {"NUL", "nul", "CON", "AUX", "COM1", "\\\\.\\NUL", "\\\\.\\C:"})
         expect_failure(name, EINVAL);
     expect_failure(path("NUL"), EINVAL);
+    // Its name does not tell: only once it is open it shows.
+    expect_failure("\\\\?\\NUL", EINVAL);
 }
 
 TEST_F(VelUtilsStream, PipeIsRefusedWithoutItsServerNoticing)

@@ -41,6 +41,7 @@ struct vel_gui_table {
     gint32 selected_column; ///< The selected cell's column; -1 exactly when selected_row is.
     HBRUSH selection_brush; ///< Fill of the selected cell with the focus: the system's highlight.
     HBRUSH inactive_selection_brush; ///< Owned; its fill without the focus: a light grey.
+    gboolean header_stale; ///< A column's width changes: the header is placed anew before painting.
 };
 
 G_BEGIN_DECLS

@@ -85,8 +85,21 @@ static bool vel_gui_table_header_fits(const vel_gui_table *table)
     return last.right - first.left <= vel_gui_table_window_extent_max;
 }
 
+/// Moves the header unless it is there already: moving costs a repaint.
+/// @param place  client coordinates
+static void vel_gui_table_move_header(const vel_gui_table *table, RECT place)
+{
+    RECT now;
+    GetWindowRect(table->header, &now);
+    MapWindowPoints(nullptr, table->window, reinterpret_cast<POINT *>(&now), 2);
+    if (!EqualRect(&now, &place))
+        SetWindowPos(table->header, nullptr, place.left, place.top, place.right - place.left,
+                     place.bottom - place.top, SWP_NOOWNERZORDER | SWP_NOACTIVATE);
+}
+
 void vel_gui_table_layout_header(vel_gui_table *table)
 {
+    table->header_stale = FALSE;
     gint32 x = 0;
     gint32 width = 0;
     if (table->columns >= 1) {
@@ -104,8 +117,7 @@ void vel_gui_table_layout_header(vel_gui_table *table)
     WINDOWPOS place = {};
     HDLAYOUT layout = {&client, &place};
     SendMessageW(table->header, HDM_LAYOUT, 0, reinterpret_cast<LPARAM>(&layout));
-    SetWindowPos(table->header, nullptr, x, place.y, width, place.cy,
-                 SWP_NOOWNERZORDER | SWP_NOACTIVATE);
+    vel_gui_table_move_header(table, {x, place.y, x + width, place.y + place.cy});
 }
 
 void vel_gui_table_get_visible_rows(const vel_gui_table *table, gint32 *first, gint32 *last,

@@ -18,21 +18,22 @@ static void vel_gui_table_on_focus_change(const vel_gui_table *table)
         vel_gui_table_invalidate_cell(table, table->selected_row, table->selected_column);
 }
 
-/// Cells follow a column that is being resized.
+/// Cells follow a column that is being resized. The header has its new width only after this
+/// notification, so it is placed once more when that is painted.
 static void vel_gui_table_on_notify(vel_gui_table *table, const NMHDR *notification)
 {
-    switch (notification->code) {
-    case HDN_ITEMCHANGINGW:
+    if (notification->code != static_cast<UINT>(HDN_ITEMCHANGINGW))
+        return;
+    vel_gui_table_layout_header(table);
+    table->header_stale = TRUE;
+    InvalidateRect(table->window, nullptr, FALSE);
+}
+
+static void vel_gui_table_on_paint(vel_gui_table *table)
+{
+    if (table->header_stale)
         vel_gui_table_layout_header(table);
-        InvalidateRect(table->window, nullptr, FALSE);
-        break;
-    case HDN_ITEMCHANGEDW:
-        // Only now the header knows the new width; it must not lag behind the cells.
-        vel_gui_table_layout_header(table);
-        break;
-    default:
-        break;
-    }
+    vel_gui_table_paint(table);
 }
 
 static void vel_gui_table_on_left_button_down(vel_gui_table *table, WPARAM buttons, gint32 x,
@@ -55,7 +56,7 @@ static LRESULT vel_gui_table_dispatch(vel_gui_table *table, HWND window, UINT me
         vel_gui_table_on_focus_change(table);
         return 0;
     case WM_PAINT:
-        vel_gui_table_paint(table);
+        vel_gui_table_on_paint(table);
         return 0;
     case WM_ERASEBKGND:
         return 1; // painting covers everything

@@ -34,6 +34,16 @@ void vel_gui_table_update_vert_scrollbar(vel_gui_table *table)
     SetScrollInfo(table->window, SB_VERT, &info, TRUE);
 }
 
+/// Has the horizontal bar drawn with the next paint.
+static void vel_gui_table_invalidate_horz_scrollbar(const vel_gui_table *table)
+{
+    RECT bar;
+    GetClientRect(table->window, &bar);
+    bar.top = bar.bottom;
+    bar.bottom += GetSystemMetrics(SM_CYHSCROLL);
+    RedrawWindow(table->window, &bar, nullptr, RDW_INVALIDATE | RDW_FRAME | RDW_NOCHILDREN);
+}
+
 void vel_gui_table_update_horz_scrollbar(vel_gui_table *table)
 {
     SCROLLINFO info = {};
@@ -42,7 +52,12 @@ void vel_gui_table_update_horz_scrollbar(vel_gui_table *table)
     info.nMin = 0;
     info.nMax = table->columns - 1;
     info.nPage = 1;
-    SetScrollInfo(table->window, SB_HORZ, &info, TRUE);
+    // The second column makes the bar appear. For further ones one drawing of it at the end will
+    // do: thousands may be added at once, and drawing a bar takes longer than all else of it.
+    const bool at_once = table->columns <= 2;
+    SetScrollInfo(table->window, SB_HORZ, &info, at_once);
+    if (!at_once)
+        vel_gui_table_invalidate_horz_scrollbar(table);
 }
 
 void vel_gui_table_scroll_cells(const vel_gui_table *table, gint32 dx, gint32 dy)

@@ -219,9 +219,3 @@ TEST_F(VelGuiCore, CancellingTheFileDialogGivesNoPath)
     EXPECT_TRUE(seen);
     EXPECT_EQ(path, nullptr);
 }
-
-TEST_F(VelGuiCore, WithoutComThereIsNoFileDialog)
-{
-    g_autofree gchar *path = vel_gui_open_file_dialog(parent);
-    EXPECT_EQ(path, nullptr);
-}

@@ -216,6 +216,7 @@ TEST_F(VelGuiTableGeometry, AResizedColumnMovesTheOthersAndWidensTheHeader)
     const RECT update = updateRect();
     const RECT all = client();
     EXPECT_TRUE(EqualRect(&update, &all)) << "cells follow the column";
+    vel_test_pump();
     EXPECT_EQ(headerRect().right, 350);
     EXPECT_EQ(vel_gui_table_get_column_at(&table, 149), 0);
     EXPECT_EQ(vel_gui_table_get_column_at(&table, 150), 1);
@@ -319,6 +320,7 @@ TEST_F(VelGuiTableManyColumns, NarrowedColumnsGetTheirPlainOrderBack)
         item.cxy = 10;
         SendMessageW(table.header, HDM_SETITEMW, column, reinterpret_cast<LPARAM>(&item));
     }
+    vel_test_pump();
     EXPECT_EQ(headerRect().left, -15000);
     EXPECT_EQ(headerRect().right, 5000);
 }

@@ -1,6 +1,7 @@
 // The table control's pixels, painted into a bitmap and read back from the screen.
 #include "vel_table_fixture.h"
 
+#include <algorithm>
 #include <random>
 #include <set>
 
@@ -275,12 +276,15 @@ TEST_F(VelGuiTablePaint, APartsPixelsAreThoseOfTheWhole)
         RECT part;
         part.left = static_cast<LONG>(random() % static_cast<unsigned>(whole.width));
         part.top = static_cast<LONG>(random() % static_cast<unsigned>(whole.height));
-        part.right = MIN(part.left + 1 + static_cast<LONG>(random() % 200), whole.width);
-        part.bottom = MIN(part.top + 1 + static_cast<LONG>(random() % 100), whole.height);
+        part.right = std::min<LONG>(part.left + 1 + static_cast<LONG>(random() % 200), whole.width);
+        part.bottom =
+            std::min<LONG>(part.top + 1 + static_cast<LONG>(random() % 100), whole.height);
         const VelPixels painted = paint(part);
         for (int y = part.top; y < part.bottom; y++)
             for (int x = part.left; x < part.right; x++)
-                ASSERT_EQ(painted.at(x, y), whole.at(x, y)) << x << ", " << y;
+                ASSERT_EQ(painted.at(x, y), whole.at(x, y))
+                    << x << ", " << y << " of " << part.left << ", " << part.top << " to "
+                    << part.right << ", " << part.bottom;
     }
 }
 
@@ -304,6 +308,20 @@ TEST_F(VelGuiTablePaint, ATableOfTheLargestSizePaintsItsLastRows)
     const VelPixels pixels = paint();
     EXPECT_EQ(vel_test_cells.asked.back(), std::make_pair(G_MAXINT32 - 1, 2));
     EXPECT_EQ(pixels.at(50, pixels.height - 1), grid_color);
+}
+
+TEST_F(VelGuiTablePaint, TheHandleCountsSeeALeak)
+{
+    const DWORD gdi = vel_test_gdi_handles();
+    const DWORD user = vel_test_user_handles();
+    HPEN pen = CreatePen(PS_SOLID, 1, grid_color);
+    HWND label = vel_gui_create_label(table.window, "");
+    EXPECT_EQ(vel_test_gdi_handles(), gdi + 1);
+    EXPECT_EQ(vel_test_user_handles(), user + 1);
+    DeleteObject(pen);
+    DestroyWindow(label);
+    EXPECT_EQ(vel_test_gdi_handles(), gdi);
+    EXPECT_EQ(vel_test_user_handles(), user);
 }
 
 TEST_F(VelGuiTablePaint, TenThousandRepaintsLeakNoHandles)

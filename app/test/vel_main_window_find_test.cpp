@@ -1,0 +1,547 @@
+// Find and find next in the real window: the "Find" dialog, where a search begins, what it shows,
+// and how it is cancelled.
+#include "vel_main_window_modal_fixture.h"
+#include "vel_test_box.h"
+
+namespace
+{
+
+constexpr WPARAM FIND = VEL_MAIN_WINDOW_COMMAND_FIND;
+constexpr WPARAM FIND_NEXT = VEL_MAIN_WINDOW_COMMAND_FIND_NEXT;
+
+/// A cancelled search must be over so soon.
+constexpr ULONGLONG MOMENT_MS = 1000;
+
+/// What tells a UTF-8 file from one in the ANSI code page.
+const std::string MARK = "\xEF\xBB\xBF";
+
+class VelMainWindowFind : public VelMainWindowModalTest
+{
+protected:
+    void whenFind(std::function<void(HWND)> act) const
+    {
+        whenDialog(L"SimpleDialog", L"Find", std::move(act));
+    }
+
+    /// Enters a term in the dialog and confirms.
+    void whenFindEntered(const std::string &term, bool case_sensitive = false) const
+    {
+        whenFind([=](HWND dialog) {
+            vel_gui_set_text(editOf(dialog), term.c_str());
+            SendMessageW(checkBoxOf(dialog), BM_SETCHECK,
+                         case_sensitive ? BST_CHECKED : BST_UNCHECKED, 0);
+            press(dialog, IDOK);
+        });
+    }
+
+    static HWND editOf(HWND dialog)
+    {
+        return childOf(panelOf(dialog), L"Edit");
+    }
+
+    static HWND checkBoxOf(HWND dialog)
+    {
+        return childOf(panelOf(dialog), L"Button");
+    }
+
+    void setTerm(const char *term, bool case_sensitive = false) const
+    {
+        g_free(window->search_text);
+        window->search_text = g_strdup(term);
+        window->search_case_sensitive = case_sensitive;
+    }
+
+    /// Finds on; the hit must be this cell.
+    void expectNext(gint32 row, gint32 column) const
+    {
+        EXPECT_EQ(command(FIND_NEXT), 0);
+        expectSelected(row, column);
+    }
+
+    /// Finds on; there must be nothing more, and the selection stays.
+    void expectNoMore()
+    {
+        const gint32 row = window->table.selected_row;
+        const gint32 column = window->table.selected_column;
+        std::string text;
+        whenBox(L"Search", &text);
+        EXPECT_EQ(command(FIND_NEXT), 0);
+        EXPECT_EQ(text, "No more occurences found");
+        expectSelected(row, column);
+    }
+
+    /// A file whose search takes long, the term being absent; its second record is selected.
+    void openLarge()
+    {
+        std::string record;
+        for (int i = 0; i < 40; i++)
+            record += "ein längeres Feld,";
+        record += "\n";
+        std::string contents = MARK;
+        for (int i = 0; i < 60000; i++)
+            contents += record;
+        openCounted(contents);
+        setTerm("absent");
+        select(1, 2);
+    }
+
+    /// A search that is cancelled in the progress dialog leaves the selection and no message.
+    void expectCancelled(std::function<void(HWND)> cancel)
+    {
+        ULONGLONG cancelled = 0;
+        whenDialog(L"ProgressDialog", L"Searching", [&cancelled, &cancel](HWND dialog) {
+            cancelled = GetTickCount64();
+            cancel(dialog);
+        });
+        command(FIND_NEXT);
+        ASSERT_NE(cancelled, 0U);
+        EXPECT_LT(GetTickCount64() - cancelled, MOMENT_MS);
+        expectSelected(1, 2);
+        EXPECT_TRUE(IsWindowEnabled(window->hwnd));
+    }
+};
+
+using VelMainWindowFindDeathTest = VelMainWindowFind;
+
+} // namespace
+
+// The dialog.
+
+TEST_F(VelMainWindowFind, TheDialogHoldsTheTermAndTheCaseFlag)
+{
+    setTerm("früher \U0001F600", true);
+    whenFind([this](HWND dialog) {
+        EXPECT_EQ(sizeOf(dialog).cx, 400);
+        EXPECT_EQ(sizeOf(dialog).cy, 200);
+        EXPECT_EQ(GetWindow(dialog, GW_OWNER), window->hwnd);
+        const HWND panel = panelOf(dialog);
+        EXPECT_EQ(placeOf(panel).left, 11);
+        EXPECT_EQ(placeOf(panel).top, 12);
+        EXPECT_EQ(sizeOf(panel).cx, 400);
+        EXPECT_EQ(sizeOf(panel).cy, 200);
+        EXPECT_EQ(textOf(childOf(panel, L"Static")), "Search for:");
+        EXPECT_EQ(textOf(editOf(dialog)), "früher \U0001F600");
+        EXPECT_EQ(styleOf(editOf(dialog)) & (ES_MULTILINE | ES_AUTOHSCROLL),
+                  static_cast<DWORD>(ES_AUTOHSCROLL));
+        EXPECT_EQ(textOf(checkBoxOf(dialog)), "Case sensitive");
+        EXPECT_EQ(styleOf(checkBoxOf(dialog)) & 0xF, static_cast<DWORD>(BS_AUTOCHECKBOX));
+        EXPECT_EQ(SendMessageW(checkBoxOf(dialog), BM_GETCHECK, 0, 0), BST_CHECKED);
+        press(dialog, IDCANCEL);
+    });
+    EXPECT_FALSE(vel_main_window_search_terms_dialog(window));
+}
+
+TEST_F(VelMainWindowFind, TheDialogStartsEmptyAndCaseInsensitive)
+{
+    whenFind([](HWND dialog) {
+        EXPECT_EQ(textOf(editOf(dialog)), "");
+        EXPECT_EQ(SendMessageW(checkBoxOf(dialog), BM_GETCHECK, 0, 0), BST_UNCHECKED);
+        press(dialog, IDCANCEL);
+    });
+    command(FIND);
+}
+
+TEST_F(VelMainWindowFind, TheDialogsControlsStandInAGrid)
+{
+    whenFind([](HWND dialog) {
+        expectNothingCutOff(dialog);
+        const RECT label = placeOf(childOf(panelOf(dialog), L"Static"));
+        const RECT edit = placeOf(editOf(dialog));
+        const RECT box = placeOf(checkBoxOf(dialog));
+        EXPECT_EQ(label.left, 0);
+        EXPECT_EQ(label.top, 0);
+        EXPECT_EQ(edit.left, label.right + 12);
+        EXPECT_EQ(edit.top, 0);
+        EXPECT_GE(edit.right - edit.left, 200);
+        EXPECT_EQ(box.left, 0);
+        EXPECT_EQ(box.top, edit.bottom + 11);
+        EXPECT_EQ(box.right, edit.right);
+        press(dialog, IDCANCEL);
+    });
+    command(FIND);
+}
+
+TEST_F(VelMainWindowFind, TabGoesFromTheButtonsToTheTermAndTheCheckBox)
+{
+    whenFind([](HWND dialog) {
+        EXPECT_EQ(tabStops(dialog),
+                  std::vector<HWND>({GetDlgItem(dialog, IDOK), GetDlgItem(dialog, IDCANCEL),
+                                     editOf(dialog), checkBoxOf(dialog)}));
+        EXPECT_EQ(GetFocus(), GetDlgItem(dialog, IDOK));
+        press(dialog, IDCANCEL);
+    });
+    command(FIND);
+}
+
+TEST_F(VelMainWindowFind, ConfirmingStoresTermAndFlagAndFinds)
+{
+    openCounted(MARK + "a,b\nc,Nadel ü\n");
+    whenFindEntered("nadel Ü");
+    EXPECT_EQ(command(FIND), 0);
+    EXPECT_STREQ(window->search_text, "nadel Ü");
+    EXPECT_FALSE(window->search_case_sensitive);
+    expectSelected(1, 2);
+}
+
+TEST_F(VelMainWindowFind, CancellingStoresNothingAndFindsNothing)
+{
+    openCounted("a,b\nold,new\n");
+    setTerm("old");
+    for (const bool by_key : {true, false}) {
+        whenFind([by_key](HWND dialog) {
+            vel_gui_set_text(editOf(dialog), "new");
+            SendMessageW(checkBoxOf(dialog), BM_SETCHECK, BST_CHECKED, 0);
+            if (by_key)
+                postKey(VK_ESCAPE);
+            else
+                PostMessageW(dialog, WM_CLOSE, 0, 0);
+        });
+        EXPECT_EQ(command(FIND), 0);
+        EXPECT_STREQ(window->search_text, "old");
+        EXPECT_FALSE(window->search_case_sensitive);
+        expectSelected(0, 0);
+    }
+}
+
+TEST_F(VelMainWindowFind, ConfirmingAnEmptyTermStoresItAndFindsNothing)
+{
+    openCounted("a,b\n");
+    setTerm("b");
+    whenFindEntered("", true);
+    EXPECT_EQ(command(FIND), 0);
+    EXPECT_STREQ(window->search_text, "");
+    EXPECT_TRUE(window->search_case_sensitive);
+    expectSelected(0, 0);
+}
+
+TEST_F(VelMainWindowFind, EnterInTheTermsFieldConfirms)
+{
+    openCounted("a,b\n");
+    whenFind([](HWND dialog) {
+        vel_gui_set_text(editOf(dialog), "b");
+        SetFocus(editOf(dialog));
+        postKey(VK_RETURN);
+    });
+    command(FIND);
+    expectSelected(0, 2);
+}
+
+TEST_F(VelMainWindowFind, ControlCInTheTermsFieldCopiesThereAndF3AndControlFDoNothing)
+{
+    openCounted("a,b\n");
+    select(0, 2);
+    HWND edit = nullptr;
+    whenFind([&edit](HWND dialog) {
+        edit = editOf(dialog);
+        vel_gui_set_text(edit, "selected here");
+        SetFocus(edit);
+        SendMessageW(edit, EM_SETSEL, 0, 8);
+        postKey(VK_F3);
+    });
+    then("Ctrl+F", [] { postKey('F', true); });
+    // The edit control copies when it gets the character that Ctrl+C makes.
+    then("Ctrl+C", [] { postKey('C', true); });
+    then("another moment", [] {});
+    then("the clipboard", [&edit] {
+        EXPECT_NE(edit, nullptr);
+        ASSERT_TRUE(OpenClipboard(edit));
+        const HGLOBAL block = GetClipboardData(CF_UNICODETEXT);
+        EXPECT_NE(block, nullptr);
+        const wchar_t *const text = static_cast<const wchar_t *>(GlobalLock(block));
+        EXPECT_STREQ(text, L"selected");
+        CloseClipboard();
+        postKey(VK_ESCAPE);
+    });
+    command(FIND);
+    expectSelected(0, 2);
+}
+
+// Where a search begins, and what it finds.
+
+TEST_F(VelMainWindowFind, GoesFromHitToHitAndNeverRepeatsACell)
+{
+    openCounted("x,Needle,needle needle\ny,z,w\nNEEDLE,q,needles\n");
+    setTerm("needle");
+    expectNext(0, 2);
+    expectNext(0, 3);
+    expectNext(2, 1);
+    expectNext(2, 3);
+    expectNoMore();
+    expectNoMore();
+}
+
+TEST_F(VelMainWindowFind, DoesNotGoBackToHitsBeforeTheSelection)
+{
+    openCounted("needle\nx\ny\n");
+    setTerm("needle");
+    select(1, 1);
+    expectNoMore();
+}
+
+TEST_F(VelMainWindowFind, DoesNotFindTheSelectedCellItselfButALaterOneInItsRecord)
+{
+    openCounted("x,needle,y,needle\n");
+    setTerm("needle");
+    select(0, 2);
+    expectNext(0, 4);
+}
+
+TEST_F(VelMainWindowFind, FromTheRecordColumnItBeginsWithTheFirstField)
+{
+    openCounted("needle,y\nneedle,z\n");
+    setTerm("needle");
+    select(1, 0);
+    expectNext(1, 1);
+}
+
+TEST_F(VelMainWindowFind, WithoutASelectionItBeginsWithTheFirstRecord)
+{
+    openCounted("needle,y\nneedle,z\n");
+    setTerm("needle");
+    select(-1, -1);
+    expectNext(0, 1);
+}
+
+TEST_F(VelMainWindowFind, TheRecordNumbersAreNotSearched)
+{
+    openCounted("a\nb\nc\n");
+    setTerm("2");
+    expectNoMore();
+}
+
+TEST_F(VelMainWindowFind, TheHeaderRecordIsNeverAHit)
+{
+    openCounted("needle,age\nx,31\nneedle,32\n");
+    ASSERT_TRUE(window->headers);
+    setTerm("needle");
+    for (const gint32 selected : {-1, 0}) {
+        select(selected, selected);
+        expectNext(1, 1);
+        expectNoMore();
+    }
+}
+
+TEST_F(VelMainWindowFind, AHitOnlyInTheHeaderRecordIsNoHit)
+{
+    openCounted("needle,age\nx,31\n");
+    ASSERT_TRUE(window->headers);
+    setTerm("needle");
+    select(-1, -1);
+    expectNoMore();
+}
+
+TEST_F(VelMainWindowFind, AFileOfOnlyAHeaderRecordHasNoHits)
+{
+    openCounted("needle,age\n");
+    command(VEL_MAIN_WINDOW_COMMAND_HEADERS);
+    ASSERT_TRUE(window->headers);
+    ASSERT_EQ(window->table.rows, 0);
+    setTerm("needle");
+    expectNoMore();
+}
+
+TEST_F(VelMainWindowFind, AnEmptyFileHasNoHits)
+{
+    openCounted("");
+    setTerm("needle");
+    expectNoMore();
+}
+
+TEST_F(VelMainWindowFind, CaseSensitivityIsRespected)
+{
+    openCounted("NEEDLE,Needle,needle\n");
+    setTerm("needle", true);
+    select(0, 0);
+    expectNext(0, 3);
+    setTerm("ÄÖ", false);
+    openCounted(MARK + "x,äö\n");
+    expectNext(0, 2);
+    setTerm("ÄÖ", true);
+    select(0, 0);
+    expectNoMore();
+}
+
+TEST_F(VelMainWindowFind, DoubledQuotesAndLineFeedsInsideAFieldAreFound)
+{
+    openCounted("a,\"say \"\"hi\"\" now\"\nb,\"one\ntwo\"\n");
+    setTerm("\"hi\" n");
+    expectNext(0, 2);
+    setTerm("one\ntwo");
+    expectNext(1, 2);
+}
+
+TEST_F(VelMainWindowFind, TheLastFieldOfTheLastRecordIsFound)
+{
+    std::string contents;
+    for (int i = 0; i < 12345; i++)
+        contents += "a,b\n";
+    openCounted(contents + "c,d,the needle");
+    setTerm("NEEDLE");
+    expectNext(12345, 3);
+}
+
+TEST_F(VelMainWindowFind, TheHitIsScrolledIntoView)
+{
+    std::string contents;
+    for (int i = 0; i < 5000; i++)
+        contents += i == 4321 ? "a,b,c,d,e,f,g,h,needle\n" : "a,b\n";
+    openCounted(contents);
+    setTerm("needle");
+    expectNext(4321, 9);
+    SCROLLINFO vertical = {};
+    vertical.cbSize = sizeof vertical;
+    vertical.fMask = SIF_ALL;
+    GetScrollInfo(window->table.window, SB_VERT, &vertical);
+    EXPECT_LE(vertical.nPos, 4321);
+    EXPECT_GT(vertical.nPos + static_cast<int>(vertical.nPage), 4321);
+}
+
+TEST_F(VelMainWindowFind, FieldsThatAreNotValidUtf8AreSearchedWithoutHarm)
+{
+    vel_main_window_close_file(window);
+    g_autoptr(GError) error = nullptr;
+    vel_main_window_open_file(window,
+                              makeFile("broken.csv", "\xE9\xFF,x\nCaf\xE9 NEEDLE\n").c_str(), ',',
+                              "UTF-8", &error);
+    ASSERT_EQ(error, nullptr);
+    waitScanned();
+    setTerm("needle");
+    expectNext(1, 1);
+    expectNoMore();
+}
+
+TEST_F(VelMainWindowFind, AnEmptyTermOpensTheDialogFirst)
+{
+    openCounted("a,needle\n");
+    whenFindEntered("needle");
+    expectNext(0, 2);
+    setTerm("");
+    select(0, 0);
+    whenFind([](HWND dialog) { press(dialog, IDCANCEL); });
+    expectNext(0, 0);
+    whenFindEntered("");
+    expectNext(0, 0);
+}
+
+TEST_F(VelMainWindowFind, TheBoxAtTheEndHasOneButtonAndTheWindowAsItsOwner)
+{
+    openCounted("a\n");
+    setTerm("needle");
+    whenDialog(L"#32770", L"Search", [this](HWND box) {
+        EXPECT_EQ(GetWindow(box, GW_OWNER), window->hwnd);
+        EXPECT_NE(GetDlgItem(box, IDOK), nullptr);
+        EXPECT_EQ(childOf(box, L"Button", 1), nullptr);
+        press(box, IDOK);
+    });
+    command(FIND_NEXT);
+}
+
+TEST_F(VelMainWindowFind, AShortSearchShowsNoProgressDialog)
+{
+    openCounted("a\nneedle\n");
+    setTerm("needle");
+    bool shown = false;
+    whenDialog(L"ProgressDialog", L"Searching", [&shown](HWND) { shown = true; });
+    command(FIND_NEXT);
+    VelModalSteps::clear();
+    EXPECT_FALSE(shown);
+    expectSelected(1, 1);
+}
+
+// Searches that take long.
+
+TEST_F(VelMainWindowFind, AHitAheadOfTheRunningScanIsShown)
+{
+    std::string contents;
+    for (int i = 0; i < 400000; i++)
+        contents += "some field,another field\n";
+    vel_main_window_close_file(window);
+    ASSERT_EQ(open(makeFile("large.csv", contents + "x,y,needle\n")), "");
+    ASSERT_TRUE(vel_test_pump_until([this] {
+        vel_main_window_update(window);
+        return window->table.rows > 0;
+    }));
+    setTerm("needle");
+    expectNext(400000, 3);
+}
+
+TEST_F(VelMainWindowFind, ALongSearchShowsItsProgressAndEndsByItself)
+{
+    openLarge();
+    bool shown = false;
+    whenDialog(L"ProgressDialog", L"Searching", [this, &shown](HWND dialog) {
+        shown = true;
+        EXPECT_EQ(GetWindow(dialog, GW_OWNER), window->hwnd);
+        EXPECT_FALSE(IsWindowEnabled(window->hwnd));
+        EXPECT_NE(childOf(dialog, PROGRESS_CLASSW), nullptr);
+        EXPECT_EQ(textOf(childOf(dialog, L"Button")), "Cancel");
+    });
+    std::string text;
+    whenBox(L"Search", &text);
+    command(FIND_NEXT);
+    EXPECT_TRUE(shown);
+    EXPECT_EQ(text, "No more occurences found");
+    expectSelected(1, 2);
+}
+
+TEST_F(VelMainWindowFind, TheWindowAnswersWhileASearchRuns)
+{
+    openLarge();
+    whenDialog(L"ProgressDialog", L"Searching", [this](HWND dialog) {
+        vel_main_window_update(window);
+        EXPECT_EQ(cell(1, 1), "ein längeres Feld");
+        RedrawWindow(window->hwnd, nullptr, nullptr,
+                     RDW_INVALIDATE | RDW_ALLCHILDREN | RDW_UPDATENOW);
+        press(dialog, IDCANCEL);
+    });
+    command(FIND_NEXT);
+    expectSelected(1, 2);
+}
+
+TEST_F(VelMainWindowFind, CancelEndsASearch)
+{
+    openLarge();
+    expectCancelled([](HWND dialog) { SendMessageW(childOf(dialog, L"Button"), BM_CLICK, 0, 0); });
+}
+
+TEST_F(VelMainWindowFind, EscapeEndsASearch)
+{
+    openLarge();
+    expectCancelled([](HWND) { postKey(VK_ESCAPE); });
+}
+
+TEST_F(VelMainWindowFind, TheCloseBoxEndsASearch)
+{
+    openLarge();
+    expectCancelled([](HWND dialog) { PostMessageW(dialog, WM_SYSCOMMAND, SC_CLOSE, 0); });
+}
+
+TEST_F(VelMainWindowFind, ACancelledSearchInsideAGiantRecordEndsAtOnceAndTheNextOneWorks)
+{
+    openCounted("a,b\nc,d\n\"" + std::string(std::size_t{1} << 27, 'x') + "\"\nneedle\n");
+    setTerm("absent");
+    select(1, 2);
+    expectCancelled([](HWND dialog) { press(dialog, IDCANCEL); });
+    setTerm("a");
+    select(-1, -1);
+    expectNext(0, 1);
+}
+
+// Failures, which end the program.
+
+TEST_F(VelMainWindowFindDeathTest, FindNextWithoutAFileEndsTheProgram)
+{
+    VEL_EXPECT_ERROR_BOX(setTerm("needle"); command(FIND_NEXT), "Record index out of bounds");
+}
+
+TEST_F(VelMainWindowFindDeathTest, ControlFWithoutAFileEndsTheProgramOnceATermIsConfirmed)
+{
+    VEL_EXPECT_ERROR_BOX(whenFindEntered("needle"); command(FIND), "Record index out of bounds");
+}
+
+TEST_F(VelMainWindowFindDeathTest, AnErrorOfTheSearchEndsTheProgram)
+{
+    VEL_EXPECT_ERROR_BOX(openCounted("a,b\nc,d\n"); setTerm("absent");
+                         vel_csv_parser_set_content(&window->search_parser, g_strdup("\"open"));
+                         command(FIND_NEXT), "Unclosed quoted value");
+}

@@ -1,0 +1,108 @@
+// Large files: the count that grows, the last record behind 4 GiB, closing in the middle of the
+// scan.
+#include "vel_e2e_fixture.h"
+
+namespace
+{
+
+constexpr DWORD PROMPT_MS = 3000;
+
+class QuorlenLarge : public VelE2eTest
+{
+protected:
+    /// Writes a file of equal pieces behind a first line. @return its path
+    std::string makeRepeated(const std::string &first, const std::string &piece, int pieces,
+                             const std::string &last) const
+    {
+        std::string path = folder + "\\large.csv";
+        const HANDLE file = CreateFileW(vel_e2e_to_utf_16(path).c_str(), GENERIC_WRITE, 0, nullptr,
+                                        CREATE_ALWAYS, 0, nullptr);
+        EXPECT_NE(file, INVALID_HANDLE_VALUE);
+        append(file, first);
+        for (int i = 0; i < pieces; i++)
+            append(file, piece);
+        append(file, last);
+        CloseHandle(file);
+        return path;
+    }
+
+    /// Long to count: 40 million records.
+    std::string makeLongScan() const
+    {
+        std::string piece;
+        for (int i = 0; i < 100000; i++)
+            piece += "ab,12\n";
+        return makeRepeated("left,right\n", piece, 400, "the,99\n");
+    }
+
+    /// Scrolls to the end and reads the last row's cells.
+    static std::string lastCell(VelE2eProgram *program, int x)
+    {
+        DWORD_PTR result = 0;
+        SendMessageTimeoutW(program->table(), WM_VSCROLL, SB_BOTTOM, 0, SMTO_NORMAL,
+                            VEL_E2E_TIMEOUT_MS, &result);
+        RECT client;
+        GetClientRect(program->table(), &client);
+        std::string text;
+        // Below the last row there is no cell, hence nothing to copy.
+        for (int y = client.bottom - 3; text.empty() && y > program->headerHeight(); y -= 10)
+            text = program->cellAt(x, y);
+        return text;
+    }
+
+private:
+    static void append(HANDLE file, const std::string &bytes)
+    {
+        DWORD written = 0;
+        EXPECT_TRUE(
+            WriteFile(file, bytes.data(), static_cast<DWORD>(bytes.size()), &written, nullptr));
+        EXPECT_EQ(written, bytes.size());
+    }
+};
+
+} // namespace
+
+TEST_F(QuorlenLarge, TheStatusCountsUntilTheFileIsRead)
+{
+    VelE2eProgram program(makeLongScan());
+    const HWND window = program.window();
+    std::string status;
+    EXPECT_TRUE(vel_remote_window_wait(VEL_E2E_TIMEOUT_MS, [window, &status] {
+        status = vel_remote_window_get_status(window);
+        return status.ends_with(" records (counting)") && !status.starts_with("0 ");
+    })) << status;
+    EXPECT_NE(program.cellAt(20, program.headerHeight() + 10), "")
+        << "no row shows during the scan";
+    program.screenshot("counting");
+    EXPECT_EQ(program.waitCounted(), "40,000,001 records");
+    EXPECT_EQ(lastCell(&program, 20), "40,000,001");
+    EXPECT_EQ(lastCell(&program, 350), "99");
+    program.screenshot("counted");
+    EXPECT_EQ(program.close(), 0);
+}
+
+TEST_F(QuorlenLarge, ClosingDuringTheScanIsPrompt)
+{
+    VelE2eProgram program(makeLongScan());
+    program.window();
+    Sleep(200);
+    vel_remote_window_close(program.window());
+    const ULONGLONG start = GetTickCount64();
+    EXPECT_EQ(program.waitForEnd(), 0);
+    EXPECT_LT(GetTickCount64() - start, PROMPT_MS);
+}
+
+TEST_F(QuorlenLarge, TheLastRecordBehind4GiBIsShown)
+{
+    // 16 records of 64 KiB in each piece.
+    std::string piece;
+    for (int i = 0; i < 16; i++)
+        piece += "7," + std::string(65536 - 3, 'y') + "\n";
+    VelE2eProgram program(makeRepeated("left,right\n", piece, 4100, "last,\"of \"\"all\"\"\"\n"));
+    EXPECT_EQ(program.waitCounted(), "65,601 records");
+    EXPECT_EQ(lastCell(&program, 20), "65,601");
+    EXPECT_EQ(lastCell(&program, 150), "last");
+    EXPECT_EQ(lastCell(&program, 350), "of \"all\"");
+    program.screenshot("behind-4-gib");
+    EXPECT_EQ(program.close(), 0);
+}

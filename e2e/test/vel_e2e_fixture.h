@@ -1,0 +1,88 @@
+// A quorlen.exe that runs as the user would run it, seen only through its windows. Every wait has
+// an end: a program that does not do what it should fails a test and is ended by it.
+#pragma once
+
+#include <gtest/gtest.h>
+#include <string>
+#include <vector>
+
+#include <windows.h>
+
+#include "vel_remote_window.h"
+
+/// How long anything may take that a test waits for.
+constexpr DWORD VEL_E2E_TIMEOUT_MS = 15000;
+
+std::wstring vel_e2e_to_utf_16(const std::string &text);
+std::string vel_e2e_to_utf_8(const std::wstring &text);
+
+/// One run of the program; ended with this object if it still runs then.
+class VelE2eProgram
+{
+public:
+    /// Starts it without an argument.
+    VelE2eProgram();
+    /// Starts it with a file. @param path  UTF-8, may be empty
+    explicit VelE2eProgram(const std::string &path);
+    ~VelE2eProgram();
+    VelE2eProgram(const VelE2eProgram &) = delete;
+    VelE2eProgram &operator=(const VelE2eProgram &) = delete;
+
+    /// The main window, once it shows; null when it does not.
+    HWND window();
+    /// Waits for a box. @return its text, "no box" when none comes
+    std::string waitForBox();
+    /// Waits until the status bar has a text.
+    bool waitForStatus(const std::string &text);
+    /// Waits until the file is counted. @return the status bar's text then
+    std::string waitCounted();
+    /// Waits for the end. @return the exit status, or -1 when it goes on
+    int waitForEnd(DWORD timeout_ms = VEL_E2E_TIMEOUT_MS);
+    /// Asks it to close and waits for the end.
+    int close();
+    /// Closes the open box. @return whether it went
+    bool dismissBox();
+    /// The text of the cell at a place of the table control's client area, by a click and a copy;
+    /// "" without a cell.
+    std::string cellAt(int x, int y);
+    /// The table control.
+    HWND table();
+    /// Height of the table's header in pixels.
+    int headerHeight();
+    std::string title();
+    std::vector<std::string> titles();
+    /// Saves what its windows look like as a picture in the build folder's "screenshots".
+    void screenshot(const std::string &name);
+
+    DWORD id() const
+    {
+        return process_.dwProcessId;
+    }
+
+private:
+    void start(const std::wstring &arguments);
+
+    PROCESS_INFORMATION process_ = {};
+    HWND window_ = nullptr;
+};
+
+/// Each test has a folder for its files and starts without settings. Settings that were there
+/// before come back.
+class VelE2eTest : public testing::Test
+{
+protected:
+    static void SetUpTestSuite();
+    static void TearDownTestSuite();
+    void SetUp() override;
+    void TearDown() override;
+
+    /// Makes a file in the test's folder. @return its path, UTF-8
+    std::string makeFile(const std::string &name, const std::string &contents) const;
+    /// A file of short records of two fields. @return its path
+    std::string makeManyRecords(int records) const;
+
+    std::string folder; ///< UTF-8, without a backslash at its end
+};
+
+/// The program's settings folder.
+std::wstring vel_e2e_settings_folder();

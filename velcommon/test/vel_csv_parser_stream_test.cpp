@@ -1,0 +1,360 @@
+// Streams that no file could be: without end, far larger than any disk, or failing at the n-th read
+// or seek. They are made of callbacks, which the C library here has and others do not.
+#include "vel_csv_parser_test_support.h"
+
+#include <sys/resource.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+
+namespace
+{
+
+// A text, then `fill` bytes up to the size; reads and seeks that fail on order.
+struct FakeStream {
+    std::string text;
+    char fill = 'x';
+    gint64 size = 0;
+    gint64 position = 0;
+    int reads = 0;
+    int seeks = 0;
+    int failing_read = 0; // the n-th from 1; 0 none
+    int failing_seek = 0;
+    int failure = EIO;
+    std::atomic<gint32> *raise = nullptr; // raised at the twentieth read
+    bool closed = false;
+    // The C library reads streams of callbacks by the bufferful.
+    std::vector<char> buffer = std::vector<char>(CSV_BLOCK / 2);
+
+    explicit FakeStream(const std::string &bytes)
+        : text(bytes), size(static_cast<gint64>(bytes.size()))
+    {
+    }
+
+    static ssize_t on_read(void *cookie, char *bytes, size_t n)
+    {
+        FakeStream *const self = static_cast<FakeStream *>(cookie);
+        self->reads++;
+        if (self->reads == self->failing_read) {
+            errno = self->failure;
+            return -1;
+        }
+        if (self->reads == 20 && self->raise != nullptr)
+            *self->raise = 1;
+        const gint64 left = std::max(self->size - self->position, gint64{0});
+        const size_t count = std::min(n, static_cast<size_t>(left));
+        std::memset(bytes, self->fill, count);
+        const gint64 text_size = static_cast<gint64>(self->text.size());
+        if (self->position < text_size)
+            self->text.copy(bytes, count, static_cast<size_t>(self->position));
+        self->position += static_cast<gint64>(count);
+        return static_cast<ssize_t>(count);
+    }
+
+    static int on_seek(void *cookie, off64_t *offset, int whence)
+    {
+        FakeStream *const self = static_cast<FakeStream *>(cookie);
+        self->seeks++;
+        if (self->seeks == self->failing_seek) {
+            errno = self->failure;
+            return -1;
+        }
+        const gint64 base = whence == SEEK_CUR   ? self->position
+                            : whence == SEEK_END ? self->size
+                                                 : 0;
+        self->position = base + *offset;
+        *offset = self->position;
+        return 0;
+    }
+
+    static int on_close(void *cookie)
+    {
+        static_cast<FakeStream *>(cookie)->closed = true;
+        return 0;
+    }
+
+    FILE *open()
+    {
+        FILE *const file = fopencookie(this, "rb", {on_read, nullptr, on_seek, on_close});
+        setvbuf(file, buffer.data(), _IOFBF, buffer.size());
+        return file;
+    }
+};
+
+void open(CsvReader &reader, FakeStream &stream, char separator = ',')
+{
+    vel_csv_parser_set_file(&reader.parser, stream.open(), separator, "UTF-8", &reader.error);
+}
+
+gint64 peak_memory_kib()
+{
+    struct rusage usage;
+    getrusage(RUSAGE_SELF, &usage);
+    return usage.ru_maxrss;
+}
+
+constexpr gint64 MIB = gint64{1} << 20;
+
+std::string lines(size_t size)
+{
+    std::string text;
+    for (int i = 0; text.size() < size; i++)
+        text += std::to_string(i) + ",b\n";
+    return text;
+}
+
+// Reads on over failures, as a user who tries again; tells how many there were.
+int read_through(CsvReader &reader, std::vector<CsvRecord> &records)
+{
+    int failures = 0;
+    CsvPosition position = reader.position();
+    for (;;) {
+        const CsvRecord record = reader.read();
+        if (reader.error == nullptr) {
+            if (reader.count == 0)
+                return failures;
+            records.push_back(record);
+            position = reader.position();
+            continue;
+        }
+        EXPECT_EQ(reader.message(), g_strerror(EIO));
+        g_clear_error(&reader.error);
+        reader.go_to(position);
+        EXPECT_EQ(reader.message(), "");
+        failures++;
+        if (failures > 3)
+            return failures;
+    }
+}
+
+} // namespace
+
+TEST(VelCsvParserStream, IsClosedByTheNextSourceAndByTheEnd)
+{
+    FakeStream first("a\n");
+    FakeStream second("b\n");
+    {
+        CsvReader reader;
+        open(reader, first);
+        EXPECT_FALSE(first.closed);
+        open(reader, second);
+        EXPECT_TRUE(first.closed);
+        EXPECT_FALSE(second.closed);
+    }
+    EXPECT_TRUE(second.closed);
+    FakeStream third("c\n");
+    CsvReader reader;
+    open(reader, third);
+    reader.set_text("d");
+    EXPECT_TRUE(third.closed);
+}
+
+TEST(VelCsvParserStream, StrayQuoteIsCountedInBoundedMemory)
+{
+    FakeStream stream("a,b\n\"");
+    stream.size = 512 * MIB;
+    CsvReader reader;
+    open(reader, stream);
+    EXPECT_EQ(reader.skip(), 2);
+    const gint64 before = peak_memory_kib();
+    EXPECT_EQ(reader.skip(), 1);
+    EXPECT_EQ(reader.message(), "Unclosed quoted value");
+    EXPECT_EQ(stream.position, stream.size);
+    EXPECT_EQ(reader.parser.field.reserved, 128u);
+    EXPECT_LT(peak_memory_kib() - before, 4 * 1024);
+}
+
+TEST(VelCsvParserStream, QuotesWithoutEndAreCountedInBoundedMemory)
+{
+    FakeStream stream("\"");
+    stream.fill = '"';
+    stream.size = 16 * MIB;
+    CsvReader reader;
+    open(reader, stream);
+    EXPECT_EQ(reader.skip(), 1);
+    EXPECT_EQ(reader.message(), "");
+    EXPECT_EQ(reader.parser.field.reserved, 128u);
+}
+
+TEST(VelCsvParserStream, LongUnquotedFieldIsCountedInBoundedMemory)
+{
+    FakeStream stream("a");
+    stream.size = 512 * MIB;
+    CsvReader reader;
+    open(reader, stream);
+    EXPECT_EQ(reader.skip(), 1);
+    EXPECT_EQ(reader.message(), "");
+    EXPECT_EQ(reader.parser.field.reserved, 128u);
+}
+
+TEST(VelCsvParserStream, EndlessRecordIsAbandonedByTheStopFlag)
+{
+    for (const char *const text : {"\"", "a"}) {
+        FakeStream stream(text);
+        std::atomic<gint32> stop = 0;
+        stream.size = G_MAXINT64;
+        CsvReader reader;
+        vel_csv_parser_set_stop_flag(&reader.parser, &stop);
+        open(reader, stream);
+        stream.raise = &stop;
+        reader.skip();
+        EXPECT_TRUE(reader.failed_with(G_IO_ERROR, G_IO_ERROR_CANCELLED));
+        EXPECT_EQ(reader.message(), "Reading was cancelled");
+        EXPECT_LE(stream.reads, 21);
+    }
+}
+
+TEST(VelCsvParserStream, EveryFailingReadOfTheOpeningIsReported)
+{
+    for (const char separator : {',', '\0'}) {
+        FakeStream counted(lines(2 * CSV_BLOCK));
+        {
+            CsvReader reader;
+            open(reader, counted, separator);
+        }
+        ASSERT_GE(counted.reads, 2);
+        for (int n = 1; n <= counted.reads; n++) {
+            FakeStream stream(lines(2 * CSV_BLOCK));
+            stream.failing_read = n;
+            CsvReader reader;
+            open(reader, stream, separator);
+            EXPECT_TRUE(reader.failed_with(G_IO_ERROR, G_IO_ERROR_FAILED)) << n;
+            EXPECT_EQ(reader.message(), g_strerror(EIO)) << n;
+        }
+    }
+}
+
+TEST(VelCsvParserStream, FailureWithoutANumberIsStillReported)
+{
+    FakeStream stream(lines(2 * CSV_BLOCK));
+    stream.failing_read = 2;
+    stream.failure = 0;
+    CsvReader reader;
+    open(reader, stream);
+    EXPECT_EQ(reader.message(), g_strerror(EIO));
+}
+
+TEST(VelCsvParserStream, FailingSeekOfTheOpeningIsReported)
+{
+    FakeStream stream(lines(100));
+    stream.failing_seek = 1;
+    stream.failure = ESPIPE;
+    stream.buffer.resize(2); // or the place to seek to would be in the buffer
+    CsvReader reader;
+    open(reader, stream, '\0');
+    EXPECT_EQ(reader.message(), g_strerror(ESPIPE));
+    EXPECT_EQ(reader.parser.separator, ',');
+}
+
+TEST(VelCsvParserStream, NoFailingReadLosesOrRepeatsARecord)
+{
+    std::vector<CsvRecord> expected;
+    FakeStream counted(lines(3 * CSV_BLOCK + 50));
+    {
+        CsvReader reader;
+        open(reader, counted);
+        EXPECT_EQ(read_through(reader, expected), 0);
+    }
+    ASSERT_GT(counted.reads, 4);
+    for (int n = 3; n <= counted.reads; n++) {
+        FakeStream stream(counted.text);
+        CsvReader reader;
+        open(reader, stream);
+        stream.failing_read = n;
+        std::vector<CsvRecord> records;
+        EXPECT_LE(read_through(reader, records), 1) << n;
+        EXPECT_GE(stream.reads, n);
+        EXPECT_TRUE(records == expected) << n;
+    }
+}
+
+// A block takes two reads of the stream; either may fail.
+TEST(VelCsvParserStream, FailedReadAtAPositionIsReportedAndTriedAgain)
+{
+    for (const int read : {1, 2}) {
+        FakeStream stream(lines(3 * CSV_BLOCK));
+        CsvReader reader;
+        open(reader, stream);
+        reader.go_to({2, 10});
+        const CsvRecord record = reader.read();
+        reader.go_to({0, 0});
+        stream.failing_read = stream.reads + read;
+        reader.go_to({2, 10});
+        EXPECT_EQ(reader.message(), g_strerror(EIO));
+        g_clear_error(&reader.error);
+        EXPECT_EQ(reader.parser.buffer_len, 0u);
+        reader.go_to({2, 10});
+        EXPECT_EQ(reader.message(), "");
+        EXPECT_EQ(reader.read(), record);
+    }
+}
+
+TEST(VelCsvParserStream, FailedReadWhileThePositionIsAskedForIsTriedAgain)
+{
+    for (const int read : {1, 2}) {
+        FakeStream stream(lines(3 * CSV_BLOCK));
+        CsvReader reader;
+        open(reader, stream);
+        reader.go_to({1, 0});
+        const CsvRecord record = reader.read();
+        reader.go_to({0, static_cast<gint32>(CSV_BLOCK)});
+        stream.failing_read = stream.reads + read;
+        EXPECT_EQ(reader.position(), CsvPosition(1, 0));
+        EXPECT_EQ(reader.parser.buffer_len, 0u);
+        EXPECT_EQ(reader.read(), record);
+        EXPECT_EQ(reader.parser.block, 1);
+    }
+}
+
+TEST(VelCsvParserStream, FailedReadDoesNotSpoilTheNextOne)
+{
+    FakeStream stream(lines(3 * CSV_BLOCK));
+    CsvReader reader;
+    open(reader, stream);
+    stream.failing_read = stream.reads + 1;
+    vel_csv_parser_read_block(&reader.parser, &reader.error);
+    EXPECT_EQ(reader.message(), g_strerror(EIO));
+    g_clear_error(&reader.error);
+    vel_csv_parser_read_block(&reader.parser, &reader.error);
+    EXPECT_EQ(reader.message(), "");
+    EXPECT_EQ(reader.parser.buffer_len, CSV_BLOCK);
+}
+
+TEST(VelCsvParserStream, FailedReadThatCannotBeTriedAgainIsReported)
+{
+    FakeStream stream(lines(3 * CSV_BLOCK));
+    CsvReader reader;
+    open(reader, stream);
+    reader.go_to({0, static_cast<gint32>(CSV_BLOCK)});
+    stream.failing_read = stream.reads + 1;
+    reader.position();
+    stream.failing_seek = stream.seeks + 1;
+    reader.read();
+    EXPECT_EQ(reader.message(), g_strerror(EIO));
+}
+
+TEST(VelCsvParserStream, FailingSeekMovesNothing)
+{
+    FakeStream stream(lines(3 * CSV_BLOCK));
+    CsvReader reader;
+    open(reader, stream);
+    reader.read();
+    const CsvPosition position = reader.position();
+    stream.failing_seek = stream.seeks + 1;
+    reader.go_to({2, 5});
+    EXPECT_EQ(reader.message(), g_strerror(EIO));
+    g_clear_error(&reader.error);
+    EXPECT_EQ(reader.position(), position);
+    EXPECT_EQ(reader.read(), CsvRecord({"1", "b"}));
+}
+
+TEST(VelCsvParserStream, SizeThatCannotBeToldIsMinusOne)
+{
+    FakeStream stream(lines(3 * CSV_BLOCK));
+    CsvReader reader;
+    open(reader, stream);
+    EXPECT_EQ(vel_csv_parser_get_file_size(&reader.parser), stream.size);
+    stream.failing_seek = stream.seeks + 1;
+    EXPECT_EQ(vel_csv_parser_get_file_size(&reader.parser), -1);
+}

@@ -1,0 +1,630 @@
+// Ages, copies and whole streams: every answer and every error, under long names and names in other
+// scripts.
+#include "vel_utils_file.h"
+
+#include "vel_death_test.h"
+#include "vel_utils_file_internal.h"
+#include "vel_utils_file_test_util.h"
+
+#include <gio/gio.h>
+
+#include <cerrno>
+#include <csignal>
+#include <cstring>
+
+#ifndef _WIN32
+#include <sys/resource.h>
+#endif
+
+namespace
+{
+
+constexpr gint64 SECOND = 10000000;
+
+#ifdef _WIN32
+constexpr gint MISSING_FOLDER = ERROR_PATH_NOT_FOUND;
+constexpr gint MISSING_FILE = ERROR_FILE_NOT_FOUND;
+#else
+constexpr gint MISSING_FOLDER = ENOENT;
+constexpr gint MISSING_FILE = ENOENT;
+#endif
+
+struct VelUtilsFileUpToDate : vel_utils_file_fixture {
+    bool up_to_date(const std::string &source, const std::string &target)
+    {
+        return vel_utils_file_up_to_date(path(source).c_str(), path(target).c_str(), &error);
+    }
+
+    void expect_times(gint64 source, gint64 target, bool is_current)
+    {
+        make_file("source");
+        make_file("target");
+        set_time("source", source);
+        set_time("target", target);
+        EXPECT_EQ(up_to_date("source", "target"), is_current) << source << " " << target;
+        EXPECT_EQ(error, nullptr);
+    }
+
+    void expect_cannot_open(const std::string &name, gint number)
+    {
+        make_file("readable");
+        EXPECT_FALSE(up_to_date(name, "readable"));
+        expect_error(G_FILE_ERROR, G_FILE_ERROR_FAILED, system_message(number));
+        EXPECT_FALSE(up_to_date("readable", name));
+        expect_error(G_FILE_ERROR, G_FILE_ERROR_FAILED, system_message(number));
+    }
+};
+
+struct VelUtilsFileCopy : vel_utils_file_fixture {
+    bool copy(const std::string &source, const std::string &target)
+    {
+        return vel_utils_file_copy(path(source).c_str(), path(target).c_str(), &error);
+    }
+
+    void expect_copy(const std::string &source, const std::string &target)
+    {
+        EXPECT_TRUE(copy(source, target));
+        ASSERT_EQ(error, nullptr) << error->message;
+        EXPECT_EQ(content(target), content(source));
+    }
+
+    void expect_failure(const std::string &source, const std::string &target, gint number)
+    {
+        EXPECT_FALSE(copy(source, target));
+        expect_error(G_IO_ERROR, 0, system_error(number));
+    }
+};
+
+} // namespace
+
+TEST_F(VelUtilsFileUpToDate, ANewerTargetIs)
+{
+    expect_times(1000 * SECOND, 1001 * SECOND, true);
+}
+
+TEST_F(VelUtilsFileUpToDate, ATargetOfTheSameTimeIs)
+{
+    expect_times(1000 * SECOND + 1234567, 1000 * SECOND + 1234567, true);
+}
+
+TEST_F(VelUtilsFileUpToDate, AnOlderTargetIsNot)
+{
+    expect_times(1001 * SECOND, 1000 * SECOND + SECOND - 1, false);
+}
+
+TEST_F(VelUtilsFileUpToDate, FractionsOfASecondDecide)
+{
+    expect_times(1000 * SECOND + 5, 1000 * SECOND + 4, false);
+    expect_times(1000 * SECOND + 4, 1000 * SECOND + 5, true);
+}
+
+TEST_F(VelUtilsFileUpToDate, TimesBefore1970Compare)
+{
+    expect_times(-5 * SECOND + 1, -5 * SECOND, false);
+    expect_times(-5 * SECOND, -5 * SECOND + 1, true);
+    expect_times(-1, 0, true);
+    expect_times(0, -1, false);
+}
+
+TEST_F(VelUtilsFileUpToDate, AMissingTargetIsNotAndNoError)
+{
+    make_file("source");
+    EXPECT_FALSE(up_to_date("source", "missing"));
+    EXPECT_EQ(error, nullptr);
+}
+
+TEST_F(VelUtilsFileUpToDate, AMissingSourceIsNoError)
+{
+    make_file("target");
+    EXPECT_FALSE(up_to_date("missing", "target"));
+    EXPECT_FALSE(up_to_date("missing", "missing too"));
+    EXPECT_EQ(error, nullptr);
+}
+
+TEST_F(VelUtilsFileUpToDate, AMissingFolderIsAnError)
+{
+    expect_cannot_open("missing/file", MISSING_FOLDER);
+}
+
+TEST_F(VelUtilsFileUpToDate, AFolderIsAnError)
+{
+    make_folder("folder");
+#ifdef _WIN32
+    expect_cannot_open("folder", ERROR_ACCESS_DENIED);
+#else
+    expect_cannot_open("folder", EISDIR);
+#endif
+}
+
+TEST_F(VelUtilsFileUpToDate, AnEmptyPathIsAnError)
+{
+    make_file("readable");
+    EXPECT_FALSE(vel_utils_file_up_to_date("", path("readable").c_str(), &error));
+    ASSERT_NE(error, nullptr);
+    EXPECT_TRUE(g_error_matches(error, G_FILE_ERROR, G_FILE_ERROR_FAILED));
+    g_clear_error(&error);
+    EXPECT_FALSE(vel_utils_file_up_to_date(path("readable").c_str(), "", &error));
+    ASSERT_NE(error, nullptr);
+    EXPECT_TRUE(g_error_matches(error, G_FILE_ERROR, G_FILE_ERROR_FAILED));
+}
+
+TEST_F(VelUtilsFileUpToDate, ErrorsMayBeIgnored)
+{
+    EXPECT_FALSE(vel_utils_file_up_to_date(path("missing/a").c_str(), path("b").c_str(), nullptr));
+    EXPECT_FALSE(vel_utils_file_up_to_date(path("a").c_str(), path("b").c_str(), nullptr));
+}
+
+TEST_F(VelUtilsFileUpToDate, LongPathsCompare)
+{
+    const std::string deep = make_deep_folder("");
+    make_file(deep + "/source");
+    make_file(deep + "/target \xf0\x9f\x98\x80");
+    set_time(deep + "/source", SECOND);
+    set_time(deep + "/target \xf0\x9f\x98\x80", 2 * SECOND);
+    EXPECT_TRUE(up_to_date(deep + "/source", deep + "/target \xf0\x9f\x98\x80"));
+    EXPECT_FALSE(up_to_date(deep + "/target \xf0\x9f\x98\x80", deep + "/source"));
+    EXPECT_FALSE(up_to_date(deep + "/source", deep + "/missing"));
+    EXPECT_EQ(error, nullptr);
+}
+
+TEST_F(VelUtilsFileCopy, CopiesBytesAsTheyAre)
+{
+    make_file("source", std::string("a\r\nb\n\x1a\0\xff c", 11));
+    expect_copy("source", "target");
+}
+
+TEST_F(VelUtilsFileCopy, CopiesAnEmptyFileAndALargeOne)
+{
+    make_file("empty", "");
+    expect_copy("empty", "empty copy");
+    std::string large;
+    while (large.size() < 1000000)
+        large += std::to_string(large.size());
+    make_file("large", large);
+    expect_copy("large", "large copy");
+}
+
+TEST_F(VelUtilsFileCopy, OverwritesALongerTarget)
+{
+    make_file("source", "short");
+    make_file("target", std::string(100000, 'x'));
+    expect_copy("source", "target");
+}
+
+TEST_F(VelUtilsFileCopy, TheCopyHasTheTimeOfTheSource)
+{
+    make_file("source");
+    set_time("source", 1000 * SECOND + 7);
+    expect_copy("source", "target");
+    EXPECT_TRUE(vel_utils_file_up_to_date(path("source").c_str(), path("target").c_str(), nullptr));
+    EXPECT_TRUE(vel_utils_file_up_to_date(path("target").c_str(), path("source").c_str(), nullptr));
+}
+
+TEST_F(VelUtilsFileCopy, NamesInOtherScriptsAndLongPathsAreCopied)
+{
+    const std::string deep = make_deep_folder("");
+    const std::string name = deep + "/\xd0\x96 \xf0\x9f\x98\x80.csv";
+    make_file("\xc3\xa4.csv", "short to long");
+    expect_copy("\xc3\xa4.csv", name);
+    expect_copy(name, deep + "/again");
+    expect_copy(deep + "/again", "back");
+    EXPECT_EQ(content("back"), "short to long");
+}
+
+TEST_F(VelUtilsFileCopy, AMissingSourceIsAnErrorAndMakesNoTarget)
+{
+    expect_failure("missing", "target", MISSING_FILE);
+    EXPECT_FALSE(exists("target"));
+}
+
+TEST_F(VelUtilsFileCopy, AMissingSourceLeavesTheTargetAlone)
+{
+    make_file("target", "as it was");
+    expect_failure("missing", "target", MISSING_FILE);
+    EXPECT_EQ(content("target"), "as it was");
+}
+
+TEST_F(VelUtilsFileCopy, AMissingTargetFolderIsAnError)
+{
+    make_file("source");
+    expect_failure("source", "missing/target", MISSING_FOLDER);
+}
+
+TEST_F(VelUtilsFileCopy, AFileOverItselfIsAnErrorAndKeepsTheFile)
+{
+    make_file("source", "precious");
+#ifdef _WIN32
+    expect_failure("source", "source", ERROR_SHARING_VIOLATION);
+#else
+    expect_failure("source", "source", EBUSY);
+    ASSERT_EQ(link(path("source").c_str(), path("other name").c_str()), 0);
+    expect_failure("source", "other name", EBUSY);
+#endif
+    EXPECT_EQ(content("source"), "precious");
+}
+
+TEST_F(VelUtilsFileCopy, FoldersAreErrors)
+{
+    make_file("source");
+    make_folder("folder");
+    EXPECT_FALSE(copy("folder", "target"));
+    ASSERT_TRUE(g_error_matches(error, G_IO_ERROR, 0));
+    g_clear_error(&error);
+    EXPECT_FALSE(copy("source", "folder"));
+    ASSERT_TRUE(g_error_matches(error, G_IO_ERROR, 0));
+    EXPECT_FALSE(exists("target"));
+}
+
+TEST_F(VelUtilsFileCopy, PathsThatAreNoneAreErrors)
+{
+    make_file("source");
+    EXPECT_FALSE(vel_utils_file_copy("", path("target").c_str(), &error));
+    ASSERT_TRUE(g_error_matches(error, G_IO_ERROR, 0));
+    g_clear_error(&error);
+    EXPECT_FALSE(vel_utils_file_copy(path("source").c_str(), "", &error));
+    ASSERT_TRUE(g_error_matches(error, G_IO_ERROR, 0));
+    EXPECT_FALSE(vel_utils_file_copy("", "", nullptr));
+}
+
+namespace
+{
+
+struct VelUtilsFileReadall : vel_utils_file_fixture {
+    FILE *stream = nullptr;
+    gchar *data = nullptr;
+    guint64 length = 99;
+
+    ~VelUtilsFileReadall() override
+    {
+        g_free(data);
+        if (stream != nullptr)
+            fclose(stream);
+    }
+
+    void open(const std::string &all, const char *mode = "rb")
+    {
+        make_file("file", all);
+        stream = g_fopen(path("file").c_str(), mode);
+        ASSERT_NE(stream, nullptr);
+    }
+
+    void expect_all(const std::string &all)
+    {
+        EXPECT_TRUE(vel_utils_file_readall(stream, &data, &length, &error));
+        ASSERT_EQ(error, nullptr);
+        ASSERT_EQ(length, all.size());
+        EXPECT_EQ(std::string(data, length), all);
+        EXPECT_EQ(data[length], '\0');
+    }
+
+    void expect_failure()
+    {
+        data = folder.data();
+        EXPECT_FALSE(vel_utils_file_readall(stream, &data, &length, &error));
+        EXPECT_EQ(data, nullptr);
+        EXPECT_EQ(length, 0U);
+        expect_error(G_IO_ERROR, 0, "I/O error");
+        EXPECT_FALSE(vel_utils_file_readall(stream, &data, &length, nullptr));
+    }
+};
+
+} // namespace
+
+TEST_F(VelUtilsFileReadall, GivesAllBytes)
+{
+    const std::string all("a\r\nb\n\x1a\0\xff c", 11);
+    open(all);
+    expect_all(all);
+}
+
+TEST_F(VelUtilsFileReadall, AnEmptyStreamGivesAnEmptyString)
+{
+    open("");
+    expect_all("");
+    EXPECT_STREQ(data, "");
+}
+
+TEST_F(VelUtilsFileReadall, StartsAtTheStartWhateverThePosition)
+{
+    open("from the start");
+    ASSERT_EQ(fseek(stream, 5, SEEK_SET), 0);
+    expect_all("from the start");
+    g_free(data);
+    expect_all("from the start"); // And once more from the end.
+}
+
+TEST_F(VelUtilsFileReadall, ReadsMegabytes)
+{
+    std::string all(5000000, '\0');
+    for (size_t i = 0; i < all.size(); i++)
+        all[i] = static_cast<char>(i * 7 / 3);
+    open(all);
+    expect_all(all);
+}
+
+TEST_F(VelUtilsFileReadall, AStreamThatCannotBeReadIsAnError)
+{
+    open("content", "ab");
+    expect_failure();
+}
+
+#ifdef _WIN32
+
+TEST_F(VelUtilsFileReadall, ATextStreamGivesWhatItsReadsGive)
+{
+    open("a\r\nb\r\n", "rt");
+    expect_all("a\nb\n");
+}
+
+TEST_F(VelUtilsFileUpToDate, AFileThatIsWrittenToOrKeptIsAnError)
+{
+    make_file("file");
+    for (const DWORD access : {DWORD{GENERIC_WRITE}, DWORD{GENERIC_READ}}) {
+        const HANDLE other = open_handle("file", access, access == GENERIC_WRITE ? 7 : 0);
+        ASSERT_NE(other, INVALID_HANDLE_VALUE);
+        expect_cannot_open("file", ERROR_SHARING_VIOLATION);
+        CloseHandle(other);
+    }
+}
+
+TEST_F(VelUtilsFileUpToDate, AFileThatOthersReadIsNoError)
+{
+    make_file("file");
+    const HANDLE other = open_handle("file", GENERIC_READ, FILE_SHARE_READ);
+    ASSERT_NE(other, INVALID_HANDLE_VALUE);
+    EXPECT_TRUE(up_to_date("file", "file"));
+    EXPECT_EQ(error, nullptr);
+    CloseHandle(other);
+}
+
+TEST_F(VelUtilsFileCopy, FilesInUseAreErrors)
+{
+    make_file("source", "new");
+    make_file("target", "as it was");
+    HANDLE other = open_handle("target", GENERIC_READ, 0);
+    expect_failure("source", "target", ERROR_SHARING_VIOLATION);
+    CloseHandle(other);
+    other = open_handle("source", GENERIC_READ, 0);
+    expect_failure("source", "target", ERROR_SHARING_VIOLATION);
+    CloseHandle(other);
+    EXPECT_EQ(content("target"), "as it was");
+}
+
+TEST_F(VelUtilsFileCopy, AReadOnlyTargetIsAnError)
+{
+    make_file("source", "new");
+    make_file("target", "as it was");
+    const std::wstring target = wide(path("target"));
+    ASSERT_TRUE(SetFileAttributesW(target.c_str(), FILE_ATTRIBUTE_READONLY));
+    expect_failure("source", "target", ERROR_ACCESS_DENIED);
+    EXPECT_EQ(content("target"), "as it was");
+    ASSERT_TRUE(SetFileAttributesW(target.c_str(), FILE_ATTRIBUTE_NORMAL));
+}
+
+TEST(VelUtilsFileTime, CountsFrom1970)
+{
+    const auto expect = [](guint64 ticks, gint64 seconds, gint32 nanoseconds) {
+        const vel_utils_timespec time = vel_utils_file_time_from_windows(ticks);
+        EXPECT_EQ(time.seconds, seconds);
+        EXPECT_EQ(time.nanoseconds, nanoseconds);
+    };
+    expect(116444736000000000, 0, 0);
+    expect(116444736000000001, 0, 100);
+    expect(116444735999999999, -1, 999999900);
+    expect(0, -11644473600, 0);
+    expect(133000000000000000, 1655526400, 0);
+    expect(G_MAXUINT64, 1833029933770, 955161500);
+}
+
+namespace
+{
+
+// The system's function as seen from its callers: what it was asked and what it will say.
+UINT asked[4];
+UINT n_asked;
+UINT wanted;
+
+UINT WINAPI fake_windows_dir(wchar_t *path, UINT room)
+{
+    asked[n_asked++] = room;
+    if (room <= wanted)
+        return wanted + 1;
+    std::fill_n(path, wanted, L'w');
+    path[wanted] = 0;
+    return wanted;
+}
+
+UINT WINAPI failing_windows_dir(wchar_t *, UINT)
+{
+    return 0;
+}
+
+std::string ask_fake(UINT length)
+{
+    n_asked = 0;
+    wanted = length;
+    gchar *const path = vel_utils_file_ask_windows_dir(fake_windows_dir);
+    const std::string copy = path;
+    g_free(path);
+    return copy;
+}
+
+} // namespace
+
+TEST(VelUtilsWindowsDir, IsTheSystems)
+{
+    wchar_t path[1000];
+    ASSERT_NE(GetWindowsDirectoryW(path, 1000), 0U);
+    EXPECT_EQ(vel_utils_file_fixture::wide(vel_utils_win32_get_windows_dir()), path);
+}
+
+TEST(VelUtilsWindowsDir, IsAskedForOnce)
+{
+    const gchar *const first = vel_utils_win32_get_windows_dir();
+    EXPECT_EQ(vel_utils_win32_get_windows_dir(), first);
+}
+
+TEST(VelUtilsWindowsDir, IsTheSameForAllThreads)
+{
+    static const auto ask = [](gpointer) -> gpointer {
+        return const_cast<gchar *>(vel_utils_win32_get_windows_dir());
+    };
+    GThread *threads[8];
+    for (GThread *&thread : threads)
+        thread = g_thread_new("asks", ask, nullptr);
+    for (GThread *const thread : threads)
+        EXPECT_EQ(g_thread_join(thread), vel_utils_win32_get_windows_dir());
+}
+
+TEST(VelUtilsWindowsDir, TheFirstBufferHolds260Units)
+{
+    EXPECT_EQ(ask_fake(259), std::string(259, 'w'));
+    EXPECT_EQ(n_asked, 1U);
+    EXPECT_EQ(asked[0], 260U);
+}
+
+TEST(VelUtilsWindowsDir, TheBufferGrowsToWhatTheSystemAsksFor)
+{
+    EXPECT_EQ(ask_fake(260), std::string(260, 'w'));
+    EXPECT_EQ(ask_fake(5000), std::string(5000, 'w'));
+    EXPECT_EQ(n_asked, 2U);
+    EXPECT_EQ(asked[1], 5001U);
+}
+
+TEST(VelUtilsWindowsDirDeathTest, AFailureEndsTheProgram)
+{
+    VEL_EXPECT_FATAL(vel_utils_file_ask_windows_dir(failing_windows_dir),
+                     "GetWindowsDirectory call failed");
+}
+
+#else
+
+TEST_F(VelUtilsFileReadall, AFolderIsAnError)
+{
+    stream = fopen(folder.c_str(), "rb");
+    ASSERT_NE(stream, nullptr);
+    expect_failure();
+}
+
+TEST_F(VelUtilsFileReadall, AStreamThatCannotSeekIsAnError)
+{
+    int ends[2];
+    ASSERT_EQ(pipe(ends), 0);
+    close(ends[1]);
+    stream = fdopen(ends[0], "rb");
+    expect_failure();
+}
+
+namespace
+{
+
+// A stream that says it has ten bytes, gives others, three at a time, and may fail at last.
+struct odd_stream {
+    std::string given;
+    bool fails;
+    size_t position;
+};
+
+ssize_t odd_read(void *cookie, char *bytes, size_t n)
+{
+    odd_stream *const stream = static_cast<odd_stream *>(cookie);
+    const std::string piece = stream->given.substr(stream->position, std::min<size_t>(n, 3));
+    memcpy(bytes, piece.data(), piece.size());
+    stream->position += piece.size();
+    if (!piece.empty() || !stream->fails)
+        return static_cast<ssize_t>(piece.size());
+    errno = EIO;
+    return -1;
+}
+
+int odd_seek(void *cookie, off64_t *offset, int whence)
+{
+    static_cast<odd_stream *>(cookie)->position = 0;
+    *offset = whence == SEEK_END ? 10 : 0;
+    return 0;
+}
+
+FILE *open_odd(odd_stream *stream)
+{
+    return fopencookie(stream, "rb", {odd_read, nullptr, odd_seek, nullptr});
+}
+
+} // namespace
+
+TEST_F(VelUtilsFileReadall, AFileThatShrinksGivesWhatIsThere)
+{
+    odd_stream odd = {"four", false, 0};
+    stream = open_odd(&odd);
+    expect_all("four");
+}
+
+TEST_F(VelUtilsFileReadall, AFileThatGrowsGivesWhatWasThere)
+{
+    odd_stream odd = {"ten bytes.and many more", false, 0};
+    stream = open_odd(&odd);
+    expect_all("ten bytes.");
+}
+
+TEST_F(VelUtilsFileReadall, AnErrorHalfwayGivesNothing)
+{
+    odd_stream odd = {"four", true, 0};
+    stream = open_odd(&odd);
+    expect_failure();
+}
+
+TEST_F(VelUtilsFileUpToDate, AFileWithoutPermissionIsAnError)
+{
+    make_file("readable");
+    make_file("closed");
+    ASSERT_EQ(g_chmod(path("closed").c_str(), 0), 0);
+    become_nobody();
+    expect_cannot_open("closed", EACCES);
+    become_oneself();
+}
+
+TEST_F(VelUtilsFileCopy, AReadOnlyTargetIsAnError)
+{
+    make_file("source", "new");
+    make_file("target", "as it was");
+    ASSERT_EQ(g_chmod(path("target").c_str(), 0444), 0);
+    become_nobody();
+    expect_failure("source", "target", EACCES);
+    become_oneself();
+    EXPECT_EQ(content("target"), "as it was");
+}
+
+TEST_F(VelUtilsFileCopy, TheCopyHasThePermissionsOfTheSource)
+{
+    make_file("source");
+    make_file("target");
+    ASSERT_EQ(g_chmod(path("source").c_str(), 0751), 0);
+    expect_copy("source", "target");
+    struct stat status;
+    ASSERT_EQ(stat(path("target").c_str(), &status), 0);
+    EXPECT_EQ(status.st_mode & 07777, 0751U);
+}
+
+TEST_F(VelUtilsFileCopy, PipesAreNeitherReadNorWritten)
+{
+    make_file("source");
+    ASSERT_EQ(mkfifo(path("pipe").c_str(), 0600), 0);
+    expect_failure("pipe", "target", EINVAL);
+    expect_failure("source", "pipe", ENXIO);
+    EXPECT_FALSE(exists("target"));
+}
+
+TEST_F(VelUtilsFileCopy, ATargetThatCannotBeWrittenWholeIsRemoved)
+{
+    make_file("source", std::string(500000, 'x'));
+    make_file("target", "as it was");
+    signal(SIGXFSZ, SIG_IGN);
+    struct rlimit before;
+    ASSERT_EQ(getrlimit(RLIMIT_FSIZE, &before), 0);
+    const struct rlimit small = {200000, before.rlim_max};
+    ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &small), 0);
+    expect_failure("source", "target", EFBIG);
+    ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &before), 0);
+    EXPECT_FALSE(exists("target"));
+}
+
+#endif
