@@ -64,19 +64,23 @@ quorlen_jobs() {
 quorlen_wine_environment() {
     export QUORLEN_WINE_DIR=${QUORLEN_WINE_DIR:-$quorlen_root/build/wine}
     export WINEPREFIX=$QUORLEN_WINE_DIR/prefix HOME=$QUORLEN_WINE_DIR/home
+    # Debian's Wine keeps its server's socket in TMPDIR, where there is no /run/user.
+    export TMPDIR=$QUORLEN_WINE_DIR/tmp
     export XDG_CACHE_HOME=$HOME/.cache XDG_CONFIG_HOME=$HOME/.config XDG_DATA_HOME=$HOME/.local/share
     export WINEDEBUG=${WINEDEBUG:--all} WINEDLLOVERRIDES='mscoree=;mshtml=;winemenubuilder.exe='
 }
 
-# Ends every Windows program of the project's prefix and Wine's server, and takes the server's socket folder away.
+# Ends every Windows program of the project's prefix and Wine's server, and takes away what the server leaves outside.
 # In a subshell, because the environment of the rest stays as it is.
 quorlen_wine_stop() (
     quorlen_wine_environment
     [[ -d $WINEPREFIX ]] || exit 0
     wineserver -k 2>/dev/null || true
     wineserver -w 2>/dev/null || true
-    rm -rf "/tmp/.wine-$(id -u)/server-$(stat -c %D "$WINEPREFIX")-$(printf '%x' "$(stat -c %i "$WINEPREFIX")")"
-    rmdir "/tmp/.wine-$(id -u)" 2>/dev/null || true
+    local sockets
+    sockets=/run/user/$(id -u)/wine
+    rm -rf "$sockets/server-$(printf '%x-%x' "$(stat -c %d "$WINEPREFIX")" "$(stat -c %i "$WINEPREFIX")")"
+    rmdir "$sockets" 2>/dev/null || true
 )
 
 # The path that a Windows program under Wine knows a file by; a path that is a Windows one already stays as it is.

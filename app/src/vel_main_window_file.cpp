@@ -53,6 +53,10 @@ void vel_main_window_table_free(gpointer table)
 
 void vel_main_window_init_data(vel_main_window *window)
 {
+    // Made on first use without a lock; the scanner and the search may both ask for them.
+    g_io_error_quark();
+    vel_csv_parser_error_quark();
+
     window->search_text = g_strdup("");
     window->headers = TRUE;
     vel_main_window_instance = window;

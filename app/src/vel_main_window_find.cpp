@@ -120,6 +120,8 @@ void vel_main_window_find_next_action(vel_main_window *window)
         if (!vel_main_window_search_terms_dialog(window) || *window->search_text == '\0')
             return;
     }
+    // Right after a file was opened the timer has not brought the first positions yet.
+    vel_main_window_update(window);
     vel_job job;
     vel_job_init(&job, "Searching");
     search_request request = {};

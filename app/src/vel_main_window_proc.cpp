@@ -67,6 +67,14 @@ static LRESULT vel_main_window_on_command(vel_main_window *window, WPARAM wparam
     return DefWindowProcW(window->hwnd, WM_COMMAND, wparam, lparam);
 }
 
+/// A window closed while one of its dialogs was open is gone now, and the dialog's loop has taken
+/// the quit message that the program's own loop waits for.
+static void vel_main_window_after_command(HWND hwnd)
+{
+    if (!IsWindow(hwnd))
+        PostQuitMessage(0);
+}
+
 LRESULT CALLBACK vel_main_window_proc(HWND hwnd, UINT message, WPARAM wparam, LPARAM lparam)
 {
     vel_main_window *const window = vel_main_window_instance;
@@ -96,8 +104,11 @@ LRESULT CALLBACK vel_main_window_proc(HWND hwnd, UINT message, WPARAM wparam, LP
     case VEL_MAIN_WINDOW_SCAN_ERROR_MESSAGE:
         vel_main_window_on_scan_error(reinterpret_cast<const GError *>(lparam));
         return 0;
-    case WM_COMMAND:
-        return vel_main_window_on_command(window, wparam, lparam);
+    case WM_COMMAND: {
+        const LRESULT result = vel_main_window_on_command(window, wparam, lparam);
+        vel_main_window_after_command(hwnd);
+        return result;
+    }
     default:
         break;
     }

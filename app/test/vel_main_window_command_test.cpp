@@ -164,7 +164,7 @@ TEST_F(VelMainWindowCommand, TheAboutLinesStandBelowEachOtherAndNothingIsCutOff)
 
 TEST_F(VelMainWindowCommand, EnterAndEscapeEndAbout)
 {
-    for (const WPARAM key : {VK_RETURN, VK_ESCAPE}) {
+    for (const WPARAM key : {WPARAM{VK_RETURN}, WPARAM{VK_ESCAPE}}) {
         whenAbout([key](HWND) { postKey(key); });
         command(ABOUT);
         EXPECT_TRUE(IsWindowEnabled(window->hwnd));
@@ -247,7 +247,7 @@ TEST_F(VelMainWindowCommand, ControlFShowsTheFindDialogAndF3FindsOn)
 TEST_F(VelMainWindowCommand, LettersWithoutControlAreNoCommands)
 {
     openCounted("a,b\n");
-    for (const WPARAM key : {'O', 'F', 'C'})
+    for (const WPARAM key : {WPARAM{0x4F}, WPARAM{0x46}, WPARAM{0x43}}) // O, F, C
         then("a letter", [key] { postKey(key); });
     then("another moment", [] {});
     runLoop();

@@ -448,6 +448,17 @@ TEST_F(VelMainWindowFind, AShortSearchShowsNoProgressDialog)
     expectSelected(1, 1);
 }
 
+TEST_F(VelMainWindowFind, AFileIsSearchedBeforeTheTimerHasShownItsRecords)
+{
+    vel_main_window_close_file(window);
+    ASSERT_EQ(open(makeFile("file.csv", "a,b\nc,needle\n")), "");
+    ASSERT_TRUE(vel_remote_window_wait(VEL_TEST_TIMEOUT_MS,
+                                       [this] { return window->scanner_done.load() != 0; }));
+    ASSERT_EQ(window->positions.n, 0);
+    setTerm("needle");
+    expectNext(1, 2);
+}
+
 // Searches that take long.
 
 TEST_F(VelMainWindowFind, AHitAheadOfTheRunningScanIsShown)

@@ -29,19 +29,28 @@ inline std::wstring vel_test_wide(const std::string &text)
     return reinterpret_cast<const wchar_t *>(wide);
 }
 
-/// A new empty folder; it and what is in it are deleted with this object.
+/// A new empty folder; it and what is in it are deleted with this object. The folders of death
+/// tests' child processes, which end without cleaning up, lie in their parent's.
 class VelTestFolder
 {
 public:
     VelTestFolder()
     {
-        g_autofree gchar *made = g_dir_make_tmp("quorlen-test-XXXXXX", nullptr);
-        path = made;
+        const gchar *parent = g_getenv("QUORLEN_TEST_FOLDER");
+        g_autofree gchar *made = g_build_filename(parent != nullptr ? parent : g_get_tmp_dir(),
+                                                  "quorlen-test-XXXXXX", nullptr);
+        path = g_mkdtemp(made);
+        is_outer_ = parent == nullptr;
+        if (is_outer_)
+            g_setenv("QUORLEN_TEST_FOLDER", path.c_str(), TRUE);
     }
 
     ~VelTestFolder()
     {
+        if (is_outer_)
+            g_unsetenv("QUORLEN_TEST_FOLDER");
         remove(path);
+        EXPECT_FALSE(g_file_test(path.c_str(), G_FILE_TEST_EXISTS)) << path;
     }
 
     VelTestFolder(const VelTestFolder &) = delete;
@@ -63,6 +72,8 @@ private:
         g_clear_pointer(&dir, g_dir_close);
         g_rmdir(folder.c_str());
     }
+
+    bool is_outer_ = false;
 };
 
 /// While it lives the shell takes a folder of ours for the user's application data: this process
@@ -133,6 +144,41 @@ inline bool vel_test_pump_until(const std::function<bool()> &is_so,
         return is_so();
     });
 }
+
+/// Ends a test that hangs, the whole program with it, and says so. The child process of a death
+/// test is ended first, so that its parent tells which one it was.
+class VelTestWatchdog
+{
+public:
+    VelTestWatchdog()
+    {
+        // Set by the parent's folder, which comes after its watchdog.
+        const bool is_child = g_getenv("QUORLEN_TEST_FOLDER") != nullptr;
+        CreateTimerQueueTimer(&timer_, nullptr, bite, nullptr,
+                              is_child ? CHILD_PATIENCE_MS : PATIENCE_MS, 0, WT_EXECUTEONLYONCE);
+    }
+
+    ~VelTestWatchdog()
+    {
+        DeleteTimerQueueTimer(nullptr, timer_, INVALID_HANDLE_VALUE);
+    }
+
+    VelTestWatchdog(const VelTestWatchdog &) = delete;
+    VelTestWatchdog &operator=(const VelTestWatchdog &) = delete;
+
+private:
+    static constexpr DWORD PATIENCE_MS = 60000;
+    static constexpr DWORD CHILD_PATIENCE_MS = 30000;
+
+    static void CALLBACK bite(void *, BOOLEAN)
+    {
+        fprintf(stderr, "The test hangs.\n");
+        fflush(stderr);
+        TerminateProcess(GetCurrentProcess(), 98);
+    }
+
+    HANDLE timer_ = nullptr;
+};
 
 /// The toolkit running; create() makes the main window.
 class VelMainWindowTest : public testing::Test
@@ -248,6 +294,7 @@ protected:
         return vel_remote_window_get_titles(window->hwnd, 100);
     }
 
+    VelTestWatchdog watchdog;
     VelTestFolder folder;
     std::unique_ptr<vel_main_window> storage = std::make_unique<vel_main_window>();
     vel_main_window *const window = storage.get();

@@ -29,7 +29,7 @@ public:
     class Guard
     {
     public:
-        Guard() : timer_(SetTimer(nullptr, 0, 3 * VEL_TEST_TIMEOUT_MS, giveUpAll)) {}
+        Guard() : timer_(SetTimer(nullptr, 0, 2 * VEL_TEST_TIMEOUT_MS, giveUpAll)) {}
 
         ~Guard()
         {

@@ -18,7 +18,7 @@
 #include "vel_main_window.h"
 
 /// Seconds that a test may take; many times what any of them needs.
-constexpr unsigned VEL_VIEWER_WATCHDOG_SECONDS = 120;
+constexpr unsigned VEL_VIEWER_WATCHDOG_SECONDS = 300;
 
 inline void vel_viewer_on_alarm(int)
 {

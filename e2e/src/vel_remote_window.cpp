@@ -9,7 +9,7 @@ namespace
 
 constexpr DWORD ANSWER_TIMEOUT_MS = 5000;
 constexpr DWORD BOX_TIMEOUT_MS = 10000;
-constexpr DWORD POLL_MS = 20;
+constexpr DWORD POLL_MS = 50;
 
 /// More than two periods of the timer by which a main window learns what the scan has found.
 constexpr ULONGLONG ZERO_STAYS_MS = 2500;

@@ -10,7 +10,7 @@
 
 #include <windows.h>
 
-/// Asks again and again, about 50 times a second, until the answer is yes.
+/// Asks again and again, about 20 times a second, until the answer is yes.
 /// @param timeout_ms  how long at most
 /// @return whether the answer was yes
 bool vel_remote_window_wait(DWORD timeout_ms, const std::function<bool()> &is_so);

@@ -30,6 +30,29 @@ fs::path test_folder()
     return fs::temp_directory_path() / (L"quorlen-e2e-" + std::to_wstring(GetCurrentProcessId()));
 }
 
+/// Deletes a folder and what is in it, however deep: the prefix of the path lifts its limit.
+void remove_folder(const std::wstring &folder)
+{
+    WIN32_FIND_DATAW entry = {};
+    const HANDLE search = FindFirstFileW((folder + L"\\*").c_str(), &entry);
+    for (BOOL more = search != INVALID_HANDLE_VALUE; more; more = FindNextFileW(search, &entry)) {
+        const std::wstring name = entry.cFileName;
+        const std::wstring path = folder + L"\\" + name;
+        if ((entry.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) == 0)
+            DeleteFileW(path.c_str());
+        else if (name != L"." && name != L"..")
+            remove_folder(path);
+    }
+    if (search != INVALID_HANDLE_VALUE)
+        FindClose(search);
+    RemoveDirectoryW(folder.c_str());
+}
+
+void remove_test_folder()
+{
+    remove_folder(L"\\\\?\\" + test_folder().wstring());
+}
+
 fs::path kept_settings()
 {
     return vel_e2e_settings_folder() + L".kept-by-tests";
@@ -172,10 +195,10 @@ bool VelE2eProgram::waitForStatus(const std::string &text)
     return came;
 }
 
-std::string VelE2eProgram::waitCounted()
+std::string VelE2eProgram::waitCounted(DWORD timeout_ms)
 {
     const HWND main = window();
-    vel_remote_window_wait_counted(main, 2 * VEL_E2E_TIMEOUT_MS, [] { return false; });
+    vel_remote_window_wait_counted(main, timeout_ms, [] { return false; });
     return vel_remote_window_get_status(main);
 }
 
@@ -239,6 +262,10 @@ void VelE2eProgram::screenshot(const std::string &name)
             UnionRect(&area, &before, &part);
         }
     }
+    // A maximised window is larger than the screen by its frame.
+    const RECT screen = {0, 0, GetSystemMetrics(SM_CXSCREEN), GetSystemMetrics(SM_CYSCREEN)};
+    const RECT wanted = area;
+    IntersectRect(&area, &wanted, &screen);
     const fs::path folder = program_folder().parent_path() / L"screenshots";
     fs::create_directories(folder);
     EXPECT_TRUE(vel_remote_window_save_screen(area, folder / vel_e2e_to_utf_16(name + ".png")));
@@ -262,16 +289,15 @@ void VelE2eTest::SetUp()
 {
     std::error_code ignored;
     fs::remove_all(vel_e2e_settings_folder(), ignored);
+    remove_test_folder();
     fs::create_directories(test_folder());
     folder = vel_e2e_to_utf_8(test_folder());
 }
 
 void VelE2eTest::TearDown()
 {
-    std::error_code ignored;
-    // With the prefix deep folders can be deleted, too.
-    fs::remove_all(L"\\\\?\\" + test_folder().wstring(), ignored);
-    fs::remove_all(test_folder(), ignored);
+    remove_test_folder();
+    EXPECT_FALSE(fs::exists(test_folder()));
 }
 
 std::string VelE2eTest::makeFile(const std::string &name, const std::string &contents) const

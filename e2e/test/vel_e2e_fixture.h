@@ -35,7 +35,7 @@ public:
     /// Waits until the status bar has a text.
     bool waitForStatus(const std::string &text);
     /// Waits until the file is counted. @return the status bar's text then
-    std::string waitCounted();
+    std::string waitCounted(DWORD timeout_ms = 2 * VEL_E2E_TIMEOUT_MS);
     /// Waits for the end. @return the exit status, or -1 when it goes on
     int waitForEnd(DWORD timeout_ms = VEL_E2E_TIMEOUT_MS);
     /// Asks it to close and waits for the end.

@@ -114,12 +114,18 @@ static void vel_table_relayout(vel_table *t, gint32 data_size, gint32 row_size)
     vel_table_copy_to_new_layout(t, data_size, row_size);
 }
 
-/// Appends the descriptor and lays a row out anew; the rows themselves are still as they were.
+/// Makes room for more columns.
+static void vel_table_reserve_descriptors(vel_table *t, gint32 n)
+{
+    t->columns = g_renew(vel_table_column, t->columns, t->n_columns + n);
+}
+
+/// Appends a descriptor, for which there is room, and lays a row out anew; the rows themselves are
+/// still as they were.
 static void vel_table_append_descriptor(vel_table *t, const gchar *name, vel_table_column_type type)
 {
     const gint32 size = COLUMN_SIZES[type];
     const gint32 offset = t->n_columns == 0 ? 0 : t->columns[t->n_columns - 1].offset + size;
-    t->columns = g_renew(vel_table_column, t->columns, t->n_columns + 1);
     t->columns[t->n_columns] = {type, g_strdup(name), offset};
     t->n_columns++;
     t->data_size = offset + size;
@@ -132,6 +138,7 @@ void vel_table_add_column(vel_table *t, const gchar *name, vel_table_column_type
     vel_assert(type >= VEL_TABLE_COLUMN_TYPE_INT32 && type <= VEL_TABLE_COLUMN_TYPE_STR);
     const gint32 old_data_size = t->data_size;
     const gint32 old_row_size = t->row_size;
+    vel_table_reserve_descriptors(t, 1);
     vel_table_append_descriptor(t, name, type);
     vel_table_relayout(t, old_data_size, old_row_size);
 }
@@ -144,6 +151,7 @@ void vel_table_add_columns(vel_table *t, gint32 n, const gchar *const *names,
         return;
     const gint32 old_data_size = t->data_size;
     const gint32 old_row_size = t->row_size;
+    vel_table_reserve_descriptors(t, n);
     for (gint32 i = 0; i < n; i++)
         vel_table_append_descriptor(t, names[i], type);
     vel_table_relayout(t, old_data_size, old_row_size);

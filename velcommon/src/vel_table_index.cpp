@@ -92,13 +92,13 @@ static gint32 *vel_table_index_find_bucket(const vel_table_index *ti, const vel_
                                            const guint8 *row_ptr)
 {
     gchar stack[VEL_TABLE_STACK_KEY_SIZE];
-    g_autofree gchar *heap = nullptr;
     const gsize size = vel_table_row_key_size(t, ti, row_ptr);
-    if (size > sizeof stack)
-        heap = static_cast<gchar *>(g_malloc(size));
-    gchar *key = heap != nullptr ? heap : stack;
+    gchar *key = size > sizeof stack ? static_cast<gchar *>(g_malloc(size)) : stack;
     vel_table_fill_row_key(t, ti, row_ptr, key, size);
-    return static_cast<gint32 *>(g_hash_table_lookup(ti->hash_table, key));
+    auto *bucket = static_cast<gint32 *>(g_hash_table_lookup(ti->hash_table, key));
+    if (key != stack)
+        g_free(key);
+    return bucket;
 }
 
 gint32 vel_table_index_find(const vel_table_index *ti, const vel_table *t, const guint8 *row_ptr)

@@ -56,20 +56,36 @@ struct vel_utils_spawn_start {
     vel_utils_spawn_text environment;  // Null for the caller's.
     vel_utils_spawn_handle streams[3]; // Input, output and error as the child gets them.
     bool inherits_all;                 // Whether the child gets every handle that can be inherited.
+    vel_utils_spawn_handle process;    // Null until it is started.
+    DWORD number;                      // The system's error that keeps it from running; 0 for none.
 };
+
+// Keeps the system's error, at once, since even freeing memory may change it.
+static bool vel_utils_spawn_fail(vel_utils_spawn_start *start)
+{
+    start->number = GetLastError();
+    return false;
+}
 
 static vel_utils_spawn_handle vel_utils_spawn_own(HANDLE handle)
 {
     return vel_utils_spawn_handle(handle == INVALID_HANDLE_VALUE ? nullptr : handle);
 }
 
-// Null with GetLastError() set for what is no UTF-8.
 static vel_utils_spawn_text vel_utils_spawn_utf16(const gchar *str)
 {
     gunichar2 *const units = g_utf8_to_utf16(str, -1, nullptr, nullptr, nullptr);
-    if (units == nullptr)
-        SetLastError(ERROR_NO_UNICODE_TRANSLATION);
     return vel_utils_spawn_text(reinterpret_cast<wchar_t *>(units));
+}
+
+// False with the error in start for what is no UTF-8.
+static bool vel_utils_spawn_set_text(vel_utils_spawn_start *start, vel_utils_spawn_text *text,
+                                     const gchar *str)
+{
+    *text = vel_utils_spawn_utf16(str);
+    if (*text == nullptr)
+        start->number = ERROR_NO_UNICODE_TRANSLATION;
+    return *text != nullptr;
 }
 
 static bool vel_utils_spawn_is_file(const wchar_t *path)
@@ -78,18 +94,18 @@ static bool vel_utils_spawn_is_file(const wchar_t *path)
     return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY) == 0;
 }
 
-// Null with GetLastError() set when the program is nowhere.
-// folders: null for those in which the system looks.
-static vel_utils_spawn_text vel_utils_spawn_search(const wchar_t *folders, const wchar_t *program)
+// Looks for the program in folders; null for those in which the system looks.
+static bool vel_utils_spawn_search(vel_utils_spawn_start *start, const wchar_t *folders,
+                                   const wchar_t *name)
 {
     DWORD room = MAX_PATH;
     for (;;) {
-        vel_utils_spawn_text path(g_new(wchar_t, room));
-        const DWORD size = SearchPathW(folders, program, L".exe", room, path.get(), nullptr);
+        start->program.reset(g_new(wchar_t, room));
+        const DWORD size = SearchPathW(folders, name, L".exe", room, start->program.get(), nullptr);
         if (size == 0)
-            return nullptr;
+            return vel_utils_spawn_fail(start);
         if (size < room)
-            return path;
+            return true;
         room = size + 1;
     }
 }
@@ -102,21 +118,20 @@ static vel_utils_spawn_text vel_utils_spawn_folders(gchar **envp, GSpawnFlags fl
     return path != nullptr ? vel_utils_spawn_utf16(path) : nullptr;
 }
 
-// Null with GetLastError() set.
-static vel_utils_spawn_text vel_utils_spawn_find(const gchar *program, gchar **envp,
-                                                 GSpawnFlags flags)
+static bool vel_utils_spawn_set_program(vel_utils_spawn_start *start, const gchar *program,
+                                        gchar **envp, GSpawnFlags flags)
 {
-    vel_utils_spawn_text full(vel_utils_stream_full_path(program));
-    if (full == nullptr) {
-        SetLastError(ERROR_INVALID_NAME);
-        return nullptr;
+    start->program.reset(vel_utils_stream_full_path(program));
+    if (start->program == nullptr) {
+        start->number = ERROR_INVALID_NAME;
+        return false;
     }
     const bool is_searched = (flags & (G_SPAWN_SEARCH_PATH | G_SPAWN_SEARCH_PATH_FROM_ENVP)) != 0;
-    if (!is_searched || vel_utils_spawn_is_file(full.get()))
-        return full;
+    if (!is_searched || vel_utils_spawn_is_file(start->program.get()))
+        return true;
     const vel_utils_spawn_text name = vel_utils_spawn_utf16(program);
     const vel_utils_spawn_text folders = vel_utils_spawn_folders(envp, flags);
-    return vel_utils_spawn_search(folders.get(), name.get());
+    return vel_utils_spawn_search(start, folders.get(), name.get());
 }
 
 // By name, as the system wants an environment sorted.
@@ -130,50 +145,43 @@ static gint vel_utils_spawn_compare_variables(gconstpointer a, gconstpointer b)
     return order != 0 ? order : gint{a_length > b_length} - gint{a_length < b_length};
 }
 
-// Every variable with a zero behind it, and one more zero. Null with GetLastError() set.
-static vel_utils_spawn_text vel_utils_spawn_environment(gchar **envp)
+// Every variable with a zero behind it, and one more zero.
+static bool vel_utils_spawn_set_environment(vel_utils_spawn_start *start, gchar **envp)
 {
+    static constexpr wchar_t zeros[2] = {0, 0};
     g_autoptr(GPtrArray) sorted = g_ptr_array_new();
     for (; *envp != nullptr; envp++)
         g_ptr_array_add(sorted, *envp);
     g_ptr_array_sort(sorted, vel_utils_spawn_compare_variables);
     g_autoptr(GArray) block = g_array_new(FALSE, FALSE, sizeof(wchar_t));
-    static constexpr wchar_t zeros[2] = {0, 0};
     for (guint i = 0; i < sorted->len; i++) {
-        const vel_utils_spawn_text variable =
-            vel_utils_spawn_utf16(static_cast<const gchar *>(g_ptr_array_index(sorted, i)));
-        if (variable == nullptr)
-            return nullptr;
-        const size_t length = wcslen(variable.get());
-        g_array_append_vals(block, variable.get(), static_cast<guint>(length + 1));
+        vel_utils_spawn_text variable;
+        const gchar *const str = static_cast<const gchar *>(g_ptr_array_index(sorted, i));
+        if (!vel_utils_spawn_set_text(start, &variable, str))
+            return false;
+        g_array_append_vals(block, variable.get(), static_cast<guint>(wcslen(variable.get()) + 1));
     }
     // An empty environment has two zeros as well.
     g_array_append_vals(block, zeros, sorted->len == 0 ? 2 : 1);
-    return vel_utils_spawn_text(reinterpret_cast<wchar_t *>(
+    start->environment.reset(reinterpret_cast<wchar_t *>(
         g_array_free(static_cast<GArray *>(g_steal_pointer(&block)), FALSE)));
+    return true;
 }
 
-// Turns all texts into what the system takes. False with GetLastError() set, as below.
+// Turns all texts into what the system takes. False with the error in start, as all that follow.
 static bool vel_utils_spawn_set_texts(vel_utils_spawn_start *start, const gchar *working_directory,
                                       gchar **argv, gchar **envp, GSpawnFlags flags)
 {
     gchar **const first = (flags & G_SPAWN_FILE_AND_ARGV_ZERO) != 0 ? argv + 1 : argv;
     g_autofree gchar *line = vel_utils_spawn_command_line(first);
-    start->line = vel_utils_spawn_utf16(line);
-    if (start->line == nullptr)
+    if (!vel_utils_spawn_set_text(start, &start->line, line))
         return false;
-    if (working_directory != nullptr) {
-        start->folder = vel_utils_spawn_utf16(working_directory);
-        if (start->folder == nullptr)
-            return false;
-    }
-    if (envp != nullptr) {
-        start->environment = vel_utils_spawn_environment(envp);
-        if (start->environment == nullptr)
-            return false;
-    }
-    start->program = vel_utils_spawn_find(argv[0], envp, flags);
-    return start->program != nullptr;
+    if (working_directory != nullptr &&
+        !vel_utils_spawn_set_text(start, &start->folder, working_directory))
+        return false;
+    if (envp != nullptr && !vel_utils_spawn_set_environment(start, envp))
+        return false;
+    return vel_utils_spawn_set_program(start, argv[0], envp, flags);
 }
 
 static SECURITY_ATTRIBUTES vel_utils_spawn_inheritable(void)
@@ -193,7 +201,8 @@ static vel_utils_spawn_text vel_utils_spawn_pipe_name(void)
     return vel_utils_spawn_utf16(name);
 }
 
-static bool vel_utils_spawn_make_named_pipe(vel_utils_spawn_handle *reader,
+static bool vel_utils_spawn_make_named_pipe(vel_utils_spawn_start *start,
+                                            vel_utils_spawn_handle *reader,
                                             vel_utils_spawn_handle *writer)
 {
     const vel_utils_spawn_text name = vel_utils_spawn_pipe_name();
@@ -203,31 +212,36 @@ static bool vel_utils_spawn_make_named_pipe(vel_utils_spawn_handle *reader,
         PIPE_TYPE_BYTE | PIPE_READMODE_BYTE | PIPE_WAIT, 1, VEL_UTILS_SPAWN_OUTPUT_BUFFER,
         VEL_UTILS_SPAWN_PIECE, VEL_UTILS_SPAWN_PIPE_TIMEOUT_MS, nullptr));
     if (*reader == nullptr)
-        return false;
+        return vel_utils_spawn_fail(start);
     SECURITY_ATTRIBUTES inheritable = vel_utils_spawn_inheritable();
     *writer = vel_utils_spawn_own(CreateFileW(name.get(), GENERIC_WRITE, 0, &inheritable,
                                               OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr));
-    return *writer != nullptr && SetHandleInformation(reader->get(), HANDLE_FLAG_INHERIT, 0);
+    if (*writer == nullptr || !SetHandleInformation(reader->get(), HANDLE_FLAG_INHERIT, 0))
+        return vel_utils_spawn_fail(start);
+    return true;
 }
 
-static bool vel_utils_spawn_make_pipe(vel_utils_spawn_handle *reader,
+static bool vel_utils_spawn_make_pipe(vel_utils_spawn_start *start, vel_utils_spawn_handle *reader,
                                       vel_utils_spawn_handle *writer)
 {
     SECURITY_ATTRIBUTES inheritable = vel_utils_spawn_inheritable();
     HANDLE ends[2];
     if (!CreatePipe(&ends[0], &ends[1], &inheritable, VEL_UTILS_SPAWN_PIECE))
-        return false;
+        return vel_utils_spawn_fail(start);
     reader->reset(ends[0]);
     writer->reset(ends[1]);
-    return SetHandleInformation(reader->get(), HANDLE_FLAG_INHERIT, 0);
+    return SetHandleInformation(reader->get(), HANDLE_FLAG_INHERIT, 0) ||
+           vel_utils_spawn_fail(start);
 }
 
-static vel_utils_spawn_handle vel_utils_spawn_open_null(DWORD access)
+static bool vel_utils_spawn_set_null(vel_utils_spawn_start *start, vel_utils_spawn_handle *stream,
+                                     DWORD access)
 {
     SECURITY_ATTRIBUTES inheritable = vel_utils_spawn_inheritable();
-    return vel_utils_spawn_own(CreateFileW(L"NUL", access, FILE_SHARE_READ | FILE_SHARE_WRITE,
-                                           &inheritable, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL,
-                                           nullptr));
+    *stream = vel_utils_spawn_own(CreateFileW(L"NUL", access, FILE_SHARE_READ | FILE_SHARE_WRITE,
+                                              &inheritable, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL,
+                                              nullptr));
+    return *stream != nullptr || vel_utils_spawn_fail(start);
 }
 
 // A copy of a stream of the caller's that a child can inherit; null when he has none, as programs
@@ -247,20 +261,22 @@ static bool vel_utils_spawn_set_input(vel_utils_spawn_start *start, GSpawnFlags 
 {
     if ((flags & G_SPAWN_CHILD_INHERITS_STDIN) != 0)
         start->streams[0] = vel_utils_spawn_copy_own(STD_INPUT_HANDLE);
-    if (start->streams[0] == nullptr)
-        start->streams[0] = vel_utils_spawn_open_null(GENERIC_READ);
-    return start->streams[0] != nullptr;
+    return start->streams[0] != nullptr ||
+           vel_utils_spawn_set_null(start, &start->streams[0], GENERIC_READ);
 }
 
-// What the child has as output or error: the null device, the caller's, or a pipe.
-static bool vel_utils_spawn_set_output(vel_utils_spawn_handle *stream, bool is_null, DWORD own,
-                                       vel_utils_spawn_capture *capture, bool is_named)
+// What the child has as output or error: a pipe, the null device, or the caller's.
+static bool vel_utils_spawn_set_output(vel_utils_spawn_start *start, vel_utils_spawn_handle *stream,
+                                       vel_utils_spawn_capture *capture, bool is_named,
+                                       bool is_null, DWORD own)
 {
     if (capture->result != nullptr)
-        return is_named ? vel_utils_spawn_make_named_pipe(&capture->reader, stream)
-                        : vel_utils_spawn_make_pipe(&capture->reader, stream);
-    *stream = is_null ? vel_utils_spawn_open_null(GENERIC_WRITE) : vel_utils_spawn_copy_own(own);
-    return *stream != nullptr || !is_null;
+        return is_named ? vel_utils_spawn_make_named_pipe(start, &capture->reader, stream)
+                        : vel_utils_spawn_make_pipe(start, &capture->reader, stream);
+    if (is_null)
+        return vel_utils_spawn_set_null(start, stream, GENERIC_WRITE);
+    *stream = vel_utils_spawn_copy_own(own);
+    return true;
 }
 
 // The first stream that is taken gets the named pipe, the other one the anonymous.
@@ -268,17 +284,17 @@ static bool vel_utils_spawn_set_streams(vel_utils_spawn_start *start,
                                         vel_utils_spawn_capture *captures, GSpawnFlags flags)
 {
     return vel_utils_spawn_set_input(start, flags) &&
-           vel_utils_spawn_set_output(&start->streams[1], (flags & G_SPAWN_STDOUT_TO_DEV_NULL) != 0,
-                                      STD_OUTPUT_HANDLE, &captures[0], true) &&
-           vel_utils_spawn_set_output(&start->streams[2], (flags & G_SPAWN_STDERR_TO_DEV_NULL) != 0,
-                                      STD_ERROR_HANDLE, &captures[1],
-                                      captures[0].result == nullptr);
+           vel_utils_spawn_set_output(start, &start->streams[1], &captures[0], true,
+                                      (flags & G_SPAWN_STDOUT_TO_DEV_NULL) != 0,
+                                      STD_OUTPUT_HANDLE) &&
+           vel_utils_spawn_set_output(start, &start->streams[2], &captures[1],
+                                      captures[0].result == nullptr,
+                                      (flags & G_SPAWN_STDERR_TO_DEV_NULL) != 0, STD_ERROR_HANDLE);
 }
 
-// The process; null with GetLastError() set.
 // attributes: null for a child that gets every handle that can be inherited.
-static vel_utils_spawn_handle vel_utils_spawn_create(const vel_utils_spawn_start *start,
-                                                     LPPROC_THREAD_ATTRIBUTE_LIST attributes)
+static bool vel_utils_spawn_create(vel_utils_spawn_start *start,
+                                   LPPROC_THREAD_ATTRIBUTE_LIST attributes)
 {
     STARTUPINFOEXW info = {};
     info.StartupInfo.cb = sizeof info;
@@ -287,18 +303,19 @@ static vel_utils_spawn_handle vel_utils_spawn_create(const vel_utils_spawn_start
     info.StartupInfo.hStdOutput = start->streams[1].get();
     info.StartupInfo.hStdError = start->streams[2].get();
     info.lpAttributeList = attributes;
-    PROCESS_INFORMATION process;
+    PROCESS_INFORMATION process = {};
     if (!CreateProcessW(start->program.get(), start->line.get(), nullptr, nullptr, TRUE,
                         CREATE_NO_WINDOW | CREATE_UNICODE_ENVIRONMENT |
                             EXTENDED_STARTUPINFO_PRESENT,
                         start->environment.get(), start->folder.get(), &info.StartupInfo, &process))
-        return nullptr;
+        return vel_utils_spawn_fail(start);
     CloseHandle(process.hThread);
-    return vel_utils_spawn_own(process.hProcess);
+    start->process.reset(process.hProcess);
+    return true;
 }
 
 // Starts the child with its three streams as the only handles it inherits.
-static vel_utils_spawn_handle vel_utils_spawn_create_alone(const vel_utils_spawn_start *start)
+static bool vel_utils_spawn_create_alone(vel_utils_spawn_start *start)
 {
     HANDLE handles[G_N_ELEMENTS(start->streams)];
     gsize n = 0;
@@ -311,15 +328,13 @@ static vel_utils_spawn_handle vel_utils_spawn_create_alone(const vel_utils_spawn
     g_autofree guint8 *memory = g_new(guint8, size);
     const auto attributes = reinterpret_cast<LPPROC_THREAD_ATTRIBUTE_LIST>(memory);
     if (!InitializeProcThreadAttributeList(attributes, 1, 0, &size))
-        return nullptr;
-    vel_utils_spawn_handle process;
-    if (UpdateProcThreadAttribute(attributes, 0, PROC_THREAD_ATTRIBUTE_HANDLE_LIST, handles,
-                                  n * sizeof(HANDLE), nullptr, nullptr))
-        process = vel_utils_spawn_create(start, attributes);
-    const DWORD number = GetLastError();
+        return vel_utils_spawn_fail(start);
+    const bool is_set = UpdateProcThreadAttribute(attributes, 0, PROC_THREAD_ATTRIBUTE_HANDLE_LIST,
+                                                  handles, n * sizeof(HANDLE), nullptr, nullptr) ||
+                        vel_utils_spawn_fail(start);
+    const bool is_started = is_set && vel_utils_spawn_create(start, attributes);
     DeleteProcThreadAttributeList(attributes);
-    SetLastError(number);
-    return process;
+    return is_started;
 }
 
 // Reads a piece. False at the end of the stream, with GetLastError() telling why.
@@ -353,15 +368,13 @@ static gpointer vel_utils_spawn_read(gpointer data)
     return nullptr;
 }
 
-// Runs the child to its end while its streams are read. False with the system's error in *number.
-// thread: the one that reads the second stream; null when none does. Ends here.
+// Runs the child to its end while its streams are read.
+// thread: the one that reads the second stream, which ends here; null when none does
 static bool vel_utils_spawn_run(vel_utils_spawn_start *start, vel_utils_spawn_capture *own,
-                                GThread *thread, DWORD *exit_code, DWORD *number)
+                                GThread *thread, DWORD *exit_code)
 {
-    const vel_utils_spawn_handle process = start->inherits_all
-                                               ? vel_utils_spawn_create(start, nullptr)
-                                               : vel_utils_spawn_create_alone(start);
-    *number = process == nullptr ? GetLastError() : 0;
+    const bool is_started = start->inherits_all ? vel_utils_spawn_create(start, nullptr)
+                                                : vel_utils_spawn_create_alone(start);
     // From here on only the child, if there is one, holds the pipes open.
     for (vel_utils_spawn_handle &stream : start->streams)
         stream.reset();
@@ -369,19 +382,16 @@ static bool vel_utils_spawn_run(vel_utils_spawn_start *start, vel_utils_spawn_ca
         vel_utils_spawn_read(own);
     if (thread != nullptr)
         g_thread_join(thread);
-    if (process == nullptr)
+    if (!is_started)
         return false;
-    if (WaitForSingleObject(process.get(), INFINITE) == WAIT_OBJECT_0 &&
-        GetExitCodeProcess(process.get(), exit_code))
-        return true;
-    *number = GetLastError();
-    return false;
+    return (WaitForSingleObject(start->process.get(), INFINITE) == WAIT_OBJECT_0 &&
+            GetExitCodeProcess(start->process.get(), exit_code)) ||
+           vel_utils_spawn_fail(start);
 }
 
-// As vel_utils_spawn_run(), with a thread of its own when both streams are taken.
+// As vel_utils_spawn_run(), with a thread when both streams are taken.
 static bool vel_utils_spawn_run_captured(vel_utils_spawn_start *start,
-                                         vel_utils_spawn_capture *captures, DWORD *exit_code,
-                                         DWORD *number)
+                                         vel_utils_spawn_capture *captures, DWORD *exit_code)
 {
     GThread *thread = nullptr;
     vel_utils_spawn_capture *const own = &captures[captures[0].result != nullptr ? 0 : 1];
@@ -389,28 +399,14 @@ static bool vel_utils_spawn_run_captured(vel_utils_spawn_start *start,
         // Before the child is started: without a reader it must not run.
         thread = g_thread_try_new("Child's errors", vel_utils_spawn_read, &captures[1], nullptr);
         if (thread == nullptr) {
-            *number = ERROR_TOO_MANY_TCBS;
+            start->number = ERROR_TOO_MANY_TCBS;
             return false;
         }
     }
-    if (!vel_utils_spawn_run(start, own, thread, exit_code, number))
+    if (!vel_utils_spawn_run(start, own, thread, exit_code))
         return false;
-    *number = captures[0].number != 0 ? captures[0].number : captures[1].number;
-    return *number == 0;
-}
-
-static bool vel_utils_spawn_prepare_and_run(const gchar *working_directory, gchar **argv,
-                                            gchar **envp, GSpawnFlags flags,
-                                            vel_utils_spawn_capture *captures, DWORD *exit_code,
-                                            DWORD *number)
-{
-    vel_utils_spawn_start start = {};
-    start.inherits_all = (flags & G_SPAWN_LEAVE_DESCRIPTORS_OPEN) != 0;
-    if (vel_utils_spawn_set_texts(&start, working_directory, argv, envp, flags) &&
-        vel_utils_spawn_set_streams(&start, captures, flags))
-        return vel_utils_spawn_run_captured(&start, captures, exit_code, number);
-    *number = GetLastError();
-    return false;
+    start->number = captures[0].number != 0 ? captures[0].number : captures[1].number;
+    return start->number == 0;
 }
 
 // Hands what was read to the caller, or null when the call failed.
@@ -431,15 +427,18 @@ gboolean vel_utils_spawn_sync(const gchar *working_directory, gchar **argv, gcha
     vel_utils_spawn_check(argv, flags, standard_output, standard_error);
     vel_utils_spawn_capture captures[2] = {{standard_output, nullptr, g_string_new(nullptr), 0},
                                            {standard_error, nullptr, g_string_new(nullptr), 0}};
+    vel_utils_spawn_start start = {};
+    start.inherits_all = (flags & G_SPAWN_LEAVE_DESCRIPTORS_OPEN) != 0;
     DWORD exit_code = 0;
-    DWORD number = 0;
-    const bool succeeded = vel_utils_spawn_prepare_and_run(working_directory, argv, envp, flags,
-                                                           captures, &exit_code, &number);
+    const bool succeeded =
+        vel_utils_spawn_set_texts(&start, working_directory, argv, envp, flags) &&
+        vel_utils_spawn_set_streams(&start, captures, flags) &&
+        vel_utils_spawn_run_captured(&start, captures, &exit_code);
     vel_utils_spawn_hand_out(&captures[0], succeeded);
     vel_utils_spawn_hand_out(&captures[1], succeeded);
     if (!succeeded)
         vel_utils_file_set_system_error(error, G_SPAWN_ERROR, G_SPAWN_ERROR_FAILED,
-                                        static_cast<guint32>(number));
+                                        static_cast<guint32>(start.number));
     else if (exit_status != nullptr)
         *exit_status = static_cast<gint>(exit_code);
     return succeeded;

@@ -1,0 +1,388 @@
+// Deleting folders: everything in them goes, nothing outside, and the first error ends the work.
+#include "vel_utils_file.h"
+
+#include "vel_utils_file_test_util.h"
+
+#include <atomic>
+#include <thread>
+#include <vector>
+
+namespace
+{
+
+struct VelUtilsDeleteDirectory : vel_utils_file_fixture {
+    bool delete_it(const std::string &name)
+    {
+        return vel_utils_delete_directory(path(name).c_str(), &error);
+    }
+
+    void expect_removed(const std::string &name)
+    {
+        EXPECT_TRUE(delete_it(name));
+        ASSERT_EQ(error, nullptr) << error->message;
+        EXPECT_FALSE(exists(name));
+    }
+
+    void expect_failure(const std::string &name, gint number)
+    {
+        EXPECT_FALSE(delete_it(name));
+        expect_error(G_FILE_ERROR, G_FILE_ERROR_FAILED, system_error(number));
+    }
+
+    // The names of a folder in the order in which they are listed, as long as nothing changes.
+    std::vector<std::string> names(const std::string &name) const
+    {
+        std::vector<std::string> all;
+        GDir *const dir = g_dir_open(path(name).c_str(), 0, nullptr);
+        while (const gchar *const entry = g_dir_read_name(dir))
+            all.push_back(entry);
+        g_dir_close(dir);
+        return all;
+    }
+
+    // Makes a folder of ten files, each holding its name.
+    void make_ten(const std::string &name) const
+    {
+        make_folder(name);
+        for (int i = 0; i < 10; i++)
+            make_file(name + "/" + std::to_string(i), std::to_string(i));
+    }
+
+    // Some link that leads to "outside" was in the way of the deletion of "tree".
+    void expect_link_was_not_followed()
+    {
+#ifdef _WIN32
+        // Where the links are another system's, they cannot even be removed: an error then.
+        if (!delete_it("tree")) {
+            ASSERT_NE(error, nullptr);
+            EXPECT_TRUE(g_error_matches(error, G_FILE_ERROR, G_FILE_ERROR_FAILED));
+        }
+#else
+        expect_removed("tree");
+#endif
+        expect_outside_is_whole();
+    }
+
+    void expect_outside_is_whole() const
+    {
+        EXPECT_EQ(content("outside/precious"), "precious");
+        EXPECT_EQ(content("outside/folder/precious too"), "precious");
+    }
+
+    void make_outside() const
+    {
+        make_folder("outside");
+        make_file("outside/precious", "precious");
+        make_folder("outside/folder");
+        make_file("outside/folder/precious too", "precious");
+    }
+};
+
+} // namespace
+
+TEST_F(VelUtilsDeleteDirectory, AnEmptyFolderGoes)
+{
+    make_folder("tree");
+    expect_removed("tree");
+}
+
+TEST_F(VelUtilsDeleteDirectory, EverythingInItGoes)
+{
+    make_ten("tree");
+    make_ten("tree/folder");
+    make_ten("tree/folder/.hidden");
+    make_folder("tree/empty");
+    make_file("tree/..more");
+    make_file("beside", "beside");
+    expect_removed("tree");
+    EXPECT_EQ(content("beside"), "beside");
+}
+
+TEST_F(VelUtilsDeleteDirectory, NamesInOtherScriptsGo)
+{
+    make_ten("\xd0\x96 \xf0\x9f\x98\x80");
+    make_ten("\xd0\x96 \xf0\x9f\x98\x80/\xe4\xb8\xad");
+    expect_removed("\xd0\x96 \xf0\x9f\x98\x80");
+}
+
+TEST_F(VelUtilsDeleteDirectory, LongPathsGo)
+{
+    make_folder("tree");
+    const std::string deep = make_deep_folder("tree");
+    make_ten(deep + "/ten");
+    expect_removed(deep + "/ten");
+    make_file(deep + "/file");
+    expect_removed("tree");
+}
+
+TEST_F(VelUtilsDeleteDirectory, PathsAroundTheLimitGo)
+{
+    // The lengths at which a folder, its listing or a file in it would be too long for Windows.
+    for (gsize length = 244; length <= 262; length++) {
+        const std::string name(length - path("").size() - 1, 'd');
+        make_folder(name);
+        make_file(name + "/file");
+        expect_removed(name);
+    }
+}
+
+TEST_F(VelUtilsDeleteDirectory, ManyLevelsGo)
+{
+    std::string name = "tree";
+    make_folder(name);
+    for (int i = 0; i < 300; i++) {
+        name += "/d";
+        make_folder(name);
+    }
+    expect_removed("tree");
+}
+
+TEST_F(VelUtilsDeleteDirectory, SeparatorsAtTheEndDoNotMatter)
+{
+    make_ten("tree");
+    const std::string with_separators = path("tree") + G_DIR_SEPARATOR_S G_DIR_SEPARATOR_S;
+    EXPECT_TRUE(vel_utils_delete_directory(with_separators.c_str(), &error));
+    EXPECT_FALSE(exists("tree"));
+}
+
+TEST_F(VelUtilsDeleteDirectory, ARelativePathIsTheCallersFolders)
+{
+    make_ten("tree");
+    gchar *const before = g_get_current_dir();
+    ASSERT_EQ(g_chdir(folder.c_str()), 0);
+    EXPECT_TRUE(vel_utils_delete_directory("tree", &error));
+    EXPECT_EQ(g_chdir(before), 0);
+    g_free(before);
+    EXPECT_FALSE(exists("tree"));
+}
+
+TEST_F(VelUtilsDeleteDirectory, AMissingFolderIsAnError)
+{
+#ifdef _WIN32
+    expect_failure("missing", ERROR_PATH_NOT_FOUND);
+#else
+    expect_failure("missing", ENOENT);
+#endif
+    EXPECT_FALSE(vel_utils_delete_directory(path("missing").c_str(), nullptr));
+}
+
+TEST_F(VelUtilsDeleteDirectory, AFileIsAnErrorAndStays)
+{
+    make_file("file", "precious");
+    EXPECT_FALSE(delete_it("file"));
+    ASSERT_NE(error, nullptr);
+    EXPECT_TRUE(g_error_matches(error, G_FILE_ERROR, G_FILE_ERROR_FAILED));
+    EXPECT_TRUE(g_str_has_prefix(error->message, "Error "));
+    EXPECT_EQ(content("file"), "precious");
+}
+
+TEST_F(VelUtilsDeleteDirectory, AnEmptyPathIsAnError)
+{
+    EXPECT_FALSE(vel_utils_delete_directory("", &error));
+    ASSERT_NE(error, nullptr);
+    EXPECT_TRUE(g_error_matches(error, G_FILE_ERROR, G_FILE_ERROR_FAILED));
+}
+
+TEST_F(VelUtilsDeleteDirectory, ALinkToAFolderIsNotFollowed)
+{
+    make_outside();
+    make_folder("tree");
+    make_folder_link("tree/link", "outside");
+    expect_link_was_not_followed();
+}
+
+TEST_F(VelUtilsDeleteDirectory, ALinkDeepInTheTreeIsNotFollowed)
+{
+    make_outside();
+    make_folder("tree");
+    make_ten("tree/ten");
+    make_folder("tree/ten/deep");
+    make_folder_link("tree/ten/deep/link", "outside");
+    make_folder_link("tree/ten/deep/link up", "");
+    expect_link_was_not_followed();
+}
+
+TEST_F(VelUtilsDeleteDirectory, TheFolderNamedMayBeALinkAndIsNotFollowed)
+{
+    make_outside();
+    make_folder_link("tree", "outside");
+    expect_link_was_not_followed();
+}
+
+TEST_F(VelUtilsDeleteDirectory, ALinkWithASeparatorBehindItIsNotFollowed)
+{
+    make_outside();
+    make_folder_link("tree", "outside");
+    const std::string with_separator = path("tree") + G_DIR_SEPARATOR_S;
+    vel_utils_delete_directory(with_separator.c_str(), nullptr);
+    expect_outside_is_whole();
+}
+
+// Somebody else deletes the files too, from the other end. Where the two meet, a file is gone that
+// was listed; it may take a few runs until they do.
+TEST_F(VelUtilsDeleteDirectory, AFileThatVanishesMeanwhileIsAnError)
+{
+    for (int i = 0; i < 50 && error == nullptr; i++) {
+        make_folder("tree");
+        for (int j = 0; j < 500; j++)
+            make_file("tree/file " + std::to_string(j), "");
+        const std::vector<std::string> all = names("tree");
+        std::thread other([&] {
+            for (auto name = all.rbegin(); name != all.rend(); ++name)
+                g_remove(path("tree/" + *name).c_str());
+        });
+        const bool deleted = delete_it("tree");
+        other.join();
+        EXPECT_EQ(deleted, error == nullptr);
+    }
+#ifdef _WIN32
+    expect_error(G_FILE_ERROR, G_FILE_ERROR_FAILED, system_error(ERROR_FILE_NOT_FOUND));
+#else
+    expect_error(G_FILE_ERROR, G_FILE_ERROR_FAILED, system_error(ENOENT));
+#endif
+    EXPECT_TRUE(exists("tree"));
+    expect_removed("tree");
+}
+
+TEST_F(VelUtilsDeleteDirectory, TwoAtOnceLeaveNothingOrSayWhy)
+{
+    for (int i = 0; i < 5; i++) {
+        make_ten("tree");
+        make_ten("tree/a");
+        make_ten("tree/b");
+        GError *other_error = nullptr;
+        bool other_removed = false;
+        std::thread other([&] {
+            other_removed = vel_utils_delete_directory(path("tree").c_str(), &other_error);
+        });
+        const bool removed = delete_it("tree");
+        other.join();
+        EXPECT_EQ(removed, error == nullptr);
+        EXPECT_EQ(other_removed, other_error == nullptr);
+        EXPECT_TRUE(removed || other_removed || exists("tree"));
+        g_clear_error(&error);
+        g_clear_error(&other_error);
+        if (exists("tree"))
+            expect_removed("tree");
+    }
+}
+
+#ifdef _WIN32
+
+TEST_F(VelUtilsDeleteDirectory, APathInUtf16IsTaken)
+{
+    make_ten("tree");
+    const std::wstring tree = wide(path("tree"));
+    const gunichar2 *const units = reinterpret_cast<const gunichar2 *>(tree.c_str());
+    EXPECT_TRUE(vel_utils_win32_delete_directory(units, &error));
+    EXPECT_FALSE(exists("tree"));
+    EXPECT_FALSE(vel_utils_win32_delete_directory(units, &error));
+    expect_error(G_FILE_ERROR, G_FILE_ERROR_FAILED, system_error(ERROR_PATH_NOT_FOUND));
+    const gunichar2 empty = 0;
+    EXPECT_FALSE(vel_utils_win32_delete_directory(&empty, &error));
+    expect_error(G_FILE_ERROR, G_FILE_ERROR_FAILED, system_error(ERROR_INVALID_NAME));
+}
+
+TEST_F(VelUtilsDeleteDirectory, APathThatIsNoUtf8IsAnError)
+{
+    EXPECT_FALSE(vel_utils_delete_directory("\xff", &error));
+    expect_error(G_FILE_ERROR, G_FILE_ERROR_FAILED, system_error(ERROR_INVALID_NAME));
+}
+
+TEST_F(VelUtilsDeleteDirectory, AFileInUseIsAnErrorAndWhatWasNotReachedStays)
+{
+    make_ten("tree");
+    const HANDLE other = open_handle("tree/5", GENERIC_READ, FILE_SHARE_READ);
+    ASSERT_NE(other, INVALID_HANDLE_VALUE);
+    const std::vector<std::string> all = names("tree");
+    expect_failure("tree", ERROR_SHARING_VIOLATION);
+    bool is_reached = true;
+    for (const std::string &name : all) {
+        is_reached = is_reached && name != "5";
+        EXPECT_EQ(content("tree/" + name), is_reached ? "missing" : name);
+    }
+    CloseHandle(other);
+    expect_removed("tree");
+}
+
+TEST_F(VelUtilsDeleteDirectory, AReadOnlyFileIsAnErrorAndStays)
+{
+    make_ten("tree");
+    const std::wstring file = wide(path("tree/5"));
+    ASSERT_TRUE(SetFileAttributesW(file.c_str(), FILE_ATTRIBUTE_READONLY));
+    expect_failure("tree", ERROR_ACCESS_DENIED);
+    EXPECT_EQ(content("tree/5"), "5");
+    ASSERT_TRUE(SetFileAttributesW(file.c_str(), FILE_ATTRIBUTE_NORMAL));
+    expect_removed("tree");
+}
+
+#else
+
+TEST_F(VelUtilsDeleteDirectory, AFolderThatKeepsItsFilesIsAnErrorAndWhatWasNotReachedStays)
+{
+    make_folder("tree");
+    for (int i = 0; i < 10; i++) {
+        make_folder("tree/" + std::to_string(i));
+        make_file("tree/" + std::to_string(i) + "/file");
+    }
+    ASSERT_EQ(g_chmod(path("tree/5").c_str(), 0500), 0);
+    const std::vector<std::string> all = names("tree");
+    become_nobody();
+    expect_failure("tree", EACCES);
+    become_oneself();
+    bool is_reached = true;
+    for (const std::string &name : all) {
+        is_reached = is_reached && name != "5";
+        EXPECT_EQ(exists("tree/" + name + "/file"), !is_reached);
+    }
+}
+
+TEST_F(VelUtilsDeleteDirectory, AFolderThatMayNotBeListedIsAnError)
+{
+    make_ten("tree");
+    ASSERT_EQ(g_chmod(path("tree").c_str(), 0), 0);
+    become_nobody();
+    expect_failure("tree", EACCES);
+    become_oneself();
+    EXPECT_EQ(content("tree/5"), "5");
+}
+
+TEST_F(VelUtilsDeleteDirectory, LinksToFilesPipesAndReadOnlyFilesGoThemselves)
+{
+    make_file("outside", "precious");
+    make_folder("tree");
+    make_file("tree/read-only");
+    ASSERT_EQ(g_chmod(path("tree/read-only").c_str(), 0), 0);
+    ASSERT_EQ(symlink(path("outside").c_str(), path("tree/link").c_str()), 0);
+    ASSERT_EQ(symlink("nowhere", path("tree/dangling").c_str()), 0);
+    ASSERT_EQ(mkfifo(path("tree/pipe").c_str(), 0600), 0);
+    become_nobody();
+    expect_removed("tree");
+    become_oneself();
+    EXPECT_EQ(content("outside"), "precious");
+}
+
+// Somebody replaces a folder by a link again and again; whichever the deletion meets, what the link
+// leads to stays.
+TEST_F(VelUtilsDeleteDirectory, AFolderThatBecomesALinkMeanwhileIsNotFollowed)
+{
+    make_outside();
+    ASSERT_EQ(symlink(path("outside").c_str(), path("a link").c_str()), 0);
+    std::atomic<bool> done = false;
+    std::thread other([&] {
+        while (!done)
+            renameat2(AT_FDCWD, path("tree/folder").c_str(), AT_FDCWD, path("a link").c_str(),
+                      RENAME_EXCHANGE);
+    });
+    for (int i = 0; i < 300; i++) {
+        vel_utils_delete_directory(path("tree").c_str(), nullptr);
+        g_mkdir(path("tree").c_str(), 0700);
+        g_mkdir(path("tree/folder").c_str(), 0700);
+        ASSERT_EQ(content("outside/precious"), "precious");
+        ASSERT_EQ(content("outside/folder/precious too"), "precious");
+    }
+    done = true;
+    other.join();
+}
+
+#endif

@@ -1,16 +1,13 @@
-// Ages, copies and whole streams: every answer and every error, under long names and names in other
+// Ages and copies of files: every answer and every error, under long names and names in other
 // scripts.
 #include "vel_utils_file.h"
 
-#include "vel_death_test.h"
-#include "vel_utils_file_internal.h"
 #include "vel_utils_file_test_util.h"
 
 #include <gio/gio.h>
 
 #include <cerrno>
 #include <csignal>
-#include <cstring>
 
 #ifndef _WIN32
 #include <sys/resource.h>
@@ -266,95 +263,7 @@ TEST_F(VelUtilsFileCopy, PathsThatAreNoneAreErrors)
     EXPECT_FALSE(vel_utils_file_copy("", "", nullptr));
 }
 
-namespace
-{
-
-struct VelUtilsFileReadall : vel_utils_file_fixture {
-    FILE *stream = nullptr;
-    gchar *data = nullptr;
-    guint64 length = 99;
-
-    ~VelUtilsFileReadall() override
-    {
-        g_free(data);
-        if (stream != nullptr)
-            fclose(stream);
-    }
-
-    void open(const std::string &all, const char *mode = "rb")
-    {
-        make_file("file", all);
-        stream = g_fopen(path("file").c_str(), mode);
-        ASSERT_NE(stream, nullptr);
-    }
-
-    void expect_all(const std::string &all)
-    {
-        EXPECT_TRUE(vel_utils_file_readall(stream, &data, &length, &error));
-        ASSERT_EQ(error, nullptr);
-        ASSERT_EQ(length, all.size());
-        EXPECT_EQ(std::string(data, length), all);
-        EXPECT_EQ(data[length], '\0');
-    }
-
-    void expect_failure()
-    {
-        data = folder.data();
-        EXPECT_FALSE(vel_utils_file_readall(stream, &data, &length, &error));
-        EXPECT_EQ(data, nullptr);
-        EXPECT_EQ(length, 0U);
-        expect_error(G_IO_ERROR, 0, "I/O error");
-        EXPECT_FALSE(vel_utils_file_readall(stream, &data, &length, nullptr));
-    }
-};
-
-} // namespace
-
-TEST_F(VelUtilsFileReadall, GivesAllBytes)
-{
-    const std::string all("a\r\nb\n\x1a\0\xff c", 11);
-    open(all);
-    expect_all(all);
-}
-
-TEST_F(VelUtilsFileReadall, AnEmptyStreamGivesAnEmptyString)
-{
-    open("");
-    expect_all("");
-    EXPECT_STREQ(data, "");
-}
-
-TEST_F(VelUtilsFileReadall, StartsAtTheStartWhateverThePosition)
-{
-    open("from the start");
-    ASSERT_EQ(fseek(stream, 5, SEEK_SET), 0);
-    expect_all("from the start");
-    g_free(data);
-    expect_all("from the start"); // And once more from the end.
-}
-
-TEST_F(VelUtilsFileReadall, ReadsMegabytes)
-{
-    std::string all(5000000, '\0');
-    for (size_t i = 0; i < all.size(); i++)
-        all[i] = static_cast<char>(i * 7 / 3);
-    open(all);
-    expect_all(all);
-}
-
-TEST_F(VelUtilsFileReadall, AStreamThatCannotBeReadIsAnError)
-{
-    open("content", "ab");
-    expect_failure();
-}
-
 #ifdef _WIN32
-
-TEST_F(VelUtilsFileReadall, ATextStreamGivesWhatItsReadsGive)
-{
-    open("a\r\nb\r\n", "rt");
-    expect_all("a\nb\n");
-}
 
 TEST_F(VelUtilsFileUpToDate, AFileThatIsWrittenToOrKeptIsAnError)
 {
@@ -401,176 +310,7 @@ TEST_F(VelUtilsFileCopy, AReadOnlyTargetIsAnError)
     ASSERT_TRUE(SetFileAttributesW(target.c_str(), FILE_ATTRIBUTE_NORMAL));
 }
 
-TEST(VelUtilsFileTime, CountsFrom1970)
-{
-    const auto expect = [](guint64 ticks, gint64 seconds, gint32 nanoseconds) {
-        const vel_utils_timespec time = vel_utils_file_time_from_windows(ticks);
-        EXPECT_EQ(time.seconds, seconds);
-        EXPECT_EQ(time.nanoseconds, nanoseconds);
-    };
-    expect(116444736000000000, 0, 0);
-    expect(116444736000000001, 0, 100);
-    expect(116444735999999999, -1, 999999900);
-    expect(0, -11644473600, 0);
-    expect(133000000000000000, 1655526400, 0);
-    expect(G_MAXUINT64, 1833029933770, 955161500);
-}
-
-namespace
-{
-
-// The system's function as seen from its callers: what it was asked and what it will say.
-UINT asked[4];
-UINT n_asked;
-UINT wanted;
-
-UINT WINAPI fake_windows_dir(wchar_t *path, UINT room)
-{
-    asked[n_asked++] = room;
-    if (room <= wanted)
-        return wanted + 1;
-    std::fill_n(path, wanted, L'w');
-    path[wanted] = 0;
-    return wanted;
-}
-
-UINT WINAPI failing_windows_dir(wchar_t *, UINT)
-{
-    return 0;
-}
-
-std::string ask_fake(UINT length)
-{
-    n_asked = 0;
-    wanted = length;
-    gchar *const path = vel_utils_file_ask_windows_dir(fake_windows_dir);
-    const std::string copy = path;
-    g_free(path);
-    return copy;
-}
-
-} // namespace
-
-TEST(VelUtilsWindowsDir, IsTheSystems)
-{
-    wchar_t path[1000];
-    ASSERT_NE(GetWindowsDirectoryW(path, 1000), 0U);
-    EXPECT_EQ(vel_utils_file_fixture::wide(vel_utils_win32_get_windows_dir()), path);
-}
-
-TEST(VelUtilsWindowsDir, IsAskedForOnce)
-{
-    const gchar *const first = vel_utils_win32_get_windows_dir();
-    EXPECT_EQ(vel_utils_win32_get_windows_dir(), first);
-}
-
-TEST(VelUtilsWindowsDir, IsTheSameForAllThreads)
-{
-    static const auto ask = [](gpointer) -> gpointer {
-        return const_cast<gchar *>(vel_utils_win32_get_windows_dir());
-    };
-    GThread *threads[8];
-    for (GThread *&thread : threads)
-        thread = g_thread_new("asks", ask, nullptr);
-    for (GThread *const thread : threads)
-        EXPECT_EQ(g_thread_join(thread), vel_utils_win32_get_windows_dir());
-}
-
-TEST(VelUtilsWindowsDir, TheFirstBufferHolds260Units)
-{
-    EXPECT_EQ(ask_fake(259), std::string(259, 'w'));
-    EXPECT_EQ(n_asked, 1U);
-    EXPECT_EQ(asked[0], 260U);
-}
-
-TEST(VelUtilsWindowsDir, TheBufferGrowsToWhatTheSystemAsksFor)
-{
-    EXPECT_EQ(ask_fake(260), std::string(260, 'w'));
-    EXPECT_EQ(ask_fake(5000), std::string(5000, 'w'));
-    EXPECT_EQ(n_asked, 2U);
-    EXPECT_EQ(asked[1], 5001U);
-}
-
-TEST(VelUtilsWindowsDirDeathTest, AFailureEndsTheProgram)
-{
-    VEL_EXPECT_FATAL(vel_utils_file_ask_windows_dir(failing_windows_dir),
-                     "GetWindowsDirectory call failed");
-}
-
 #else
-
-TEST_F(VelUtilsFileReadall, AFolderIsAnError)
-{
-    stream = fopen(folder.c_str(), "rb");
-    ASSERT_NE(stream, nullptr);
-    expect_failure();
-}
-
-TEST_F(VelUtilsFileReadall, AStreamThatCannotSeekIsAnError)
-{
-    int ends[2];
-    ASSERT_EQ(pipe(ends), 0);
-    close(ends[1]);
-    stream = fdopen(ends[0], "rb");
-    expect_failure();
-}
-
-namespace
-{
-
-// A stream that says it has ten bytes, gives others, three at a time, and may fail at last.
-struct odd_stream {
-    std::string given;
-    bool fails;
-    size_t position;
-};
-
-ssize_t odd_read(void *cookie, char *bytes, size_t n)
-{
-    odd_stream *const stream = static_cast<odd_stream *>(cookie);
-    const std::string piece = stream->given.substr(stream->position, std::min<size_t>(n, 3));
-    memcpy(bytes, piece.data(), piece.size());
-    stream->position += piece.size();
-    if (!piece.empty() || !stream->fails)
-        return static_cast<ssize_t>(piece.size());
-    errno = EIO;
-    return -1;
-}
-
-int odd_seek(void *cookie, off64_t *offset, int whence)
-{
-    static_cast<odd_stream *>(cookie)->position = 0;
-    *offset = whence == SEEK_END ? 10 : 0;
-    return 0;
-}
-
-FILE *open_odd(odd_stream *stream)
-{
-    return fopencookie(stream, "rb", {odd_read, nullptr, odd_seek, nullptr});
-}
-
-} // namespace
-
-TEST_F(VelUtilsFileReadall, AFileThatShrinksGivesWhatIsThere)
-{
-    odd_stream odd = {"four", false, 0};
-    stream = open_odd(&odd);
-    expect_all("four");
-}
-
-TEST_F(VelUtilsFileReadall, AFileThatGrowsGivesWhatWasThere)
-{
-    odd_stream odd = {"ten bytes.and many more", false, 0};
-    stream = open_odd(&odd);
-    expect_all("ten bytes.");
-}
-
-TEST_F(VelUtilsFileReadall, AnErrorHalfwayGivesNothing)
-{
-    odd_stream odd = {"four", true, 0};
-    stream = open_odd(&odd);
-    expect_failure();
-}
 
 TEST_F(VelUtilsFileUpToDate, AFileWithoutPermissionIsAnError)
 {

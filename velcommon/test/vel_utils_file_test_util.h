@@ -58,7 +58,7 @@ struct vel_utils_file_fixture : testing::Test {
     std::string raw(const std::string &name) const
     {
 #ifdef _WIN32
-        return "\\\\?\\" + path(name);
+        return std::string("\\\\?\\").append(path(name));
 #else
         return path(name);
 #endif
@@ -99,7 +99,9 @@ struct vel_utils_file_fixture : testing::Test {
     std::string make_deep_folder(std::string name) const
     {
         while (path(name).size() <= 400) {
-            name += (name.empty() ? "" : "/") + std::string("\xc3\xa4") + std::string(58, 'd');
+            if (!name.empty())
+                name += '/';
+            name.append("\xc3\xa4").append(58, 'd');
             make_folder(name);
         }
         return name;
@@ -133,7 +135,7 @@ struct vel_utils_file_fixture : testing::Test {
     {
 #ifdef _WIN32
         // The program is another system's, as are the paths that it takes.
-        run_tool("ln", "ln -sr '" + target + "' '" + name + "'", folder);
+        run_tool("ln", "ln -sr './" + target + "' '" + name + "'", folder);
         ASSERT_NE(GetFileAttributesW(wide(raw(name)).c_str()) & FILE_ATTRIBUTE_REPARSE_POINT, 0U);
         ASSERT_NE(GetFileAttributesW(wide(raw(name)).c_str()), INVALID_FILE_ATTRIBUTES);
 #else
@@ -166,7 +168,10 @@ struct vel_utils_file_fixture : testing::Test {
 
     static std::string system_error(gint number)
     {
-        return "Error " + std::to_string(number) + ": " + system_message(number);
+        return std::string("Error ")
+            .append(std::to_string(number))
+            .append(": ")
+            .append(system_message(number));
     }
 
 #ifdef _WIN32
@@ -198,12 +203,15 @@ struct vel_utils_file_fixture : testing::Test {
         const std::string mark = in + "\\vel-utils-tool-" + tool;
         STARTUPINFOW info = {};
         info.cb = sizeof info;
-        PROCESS_INFORMATION process;
+        // Left as it is for a program of the other system, which has no handles.
+        PROCESS_INFORMATION process = {};
         ASSERT_TRUE(CreateProcessW(program.c_str(), line.data(), nullptr, nullptr, FALSE, 0,
                                    nullptr, wide(in).c_str(), &info, &process))
             << tool;
-        CloseHandle(process.hThread);
-        CloseHandle(process.hProcess);
+        for (const HANDLE handle : {process.hThread, process.hProcess}) {
+            if (handle != nullptr)
+                CloseHandle(handle);
+        }
         for (int i = 0; i < 2000 && !g_file_test(mark.c_str(), G_FILE_TEST_EXISTS); i++)
             Sleep(5);
         EXPECT_EQ(g_remove(mark.c_str()), 0) << tool;
