@@ -9,7 +9,7 @@ function(vel_add_test)
   # Relative, because a Windows program takes an absolute path without a drive for a relative one.
   file(RELATIVE_PATH results "${CMAKE_CURRENT_BINARY_DIR}" "${CMAKE_BINARY_DIR}/test-results")
   add_test(NAME ${arg_NAME} COMMAND ${arg_NAME} "--gtest_output=xml:${results}/${arg_NAME}.xml")
-  set_tests_properties(${arg_NAME} PROPERTIES TIMEOUT 600)
+  set_tests_properties(${arg_NAME} PROPERTIES TIMEOUT 300)
   if(arg_WINDOW)
     target_sources(${arg_NAME} PRIVATE "${CMAKE_SOURCE_DIR}/velgui/test/window_test.rc")
     set_tests_properties(${arg_NAME} PROPERTIES RESOURCE_LOCK display LABELS window)

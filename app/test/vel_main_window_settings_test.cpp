@@ -270,7 +270,8 @@ TEST_F(VelMainWindowSettingsDeathTest, AFileThatIsNoDatabaseEndsTheProgram)
 {
     g_mkdir_with_parents(settingsFolder().c_str(), 0700);
     makeFile("Halvorine\\Quorlen\\settings.db", std::string(5000, 'x'));
-    VEL_EXPECT_ERROR_BOX(vel_fatal_box_install(); create(), "SQL statement failed: file is not a database");
+    VEL_EXPECT_ERROR_BOX(vel_fatal_box_install();
+                         create(), "SQL statement failed: file is not a database");
 }
 
 TEST_F(VelMainWindowSettingsDeathTest, ADatabaseThatCannotBeOpenedEndsTheProgram)

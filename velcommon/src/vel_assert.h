@@ -1,10 +1,12 @@
-// Assertions that stay on in release builds. They print what GLib's do, with a source path relative to the repository
-// and the plain name of the function, so that a report from the field reads the same whatever compiler made the build.
+// Assertions that stay on in release builds. They print what GLib's do, with a source path relative
+// to the repository and the plain name of the function, so that a report from the field reads the
+// same whatever compiler made the build.
 #pragma once
 
 #include <glib.h>
 
-/// Ends the program with "assertion failed: (text)" unless expr holds; the text printed is the one given.
+/// Ends the program with "assertion failed: (text)" unless expr holds; the text printed is the one
+/// given.
 #define vel_assert_as(expr, text)                                                                  \
     do {                                                                                           \
         if (G_UNLIKELY(!(expr)))                                                                   \

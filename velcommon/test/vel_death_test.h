@@ -1,10 +1,12 @@
-// VEL_EXPECT_FATAL: a statement must end the program with a message that holds a text, taken literally.
+// VEL_EXPECT_FATAL: a statement must end the program with a message that holds a text, taken
+// literally.
 #pragma once
 
 #include <gtest/gtest.h>
 #include <string>
 
-/// Every character of text that a regular expression of GoogleTest's could take for an operator, escaped.
+/// Every character of text that a regular expression of GoogleTest's could take for an operator,
+/// escaped.
 inline std::string vel_death_test_literal(const std::string &text)
 {
     std::string escaped;

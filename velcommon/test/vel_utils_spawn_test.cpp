@@ -19,15 +19,6 @@ namespace
 {
 
 struct VelUtilsSpawn : vel_utils_spawn_fixture {
-    void expect_letters(size_t n_output, size_t n_errors)
-    {
-        // Not compared by the framework, which would print megabytes.
-        EXPECT_EQ(output.size(), n_output);
-        EXPECT_EQ(errors.size(), n_errors);
-        EXPECT_TRUE(output == letters(n_output));
-        EXPECT_TRUE(errors == letters(n_errors));
-    }
-
     void expect_system_error(gint windows_number)
     {
         expect_failure();
@@ -374,9 +365,7 @@ TEST_F(VelUtilsSpawn, SeveralRunAtOnceWithoutMixingTheirStreams)
     std::vector<std::thread> threads;
     for (size_t i = 0; i < 4; i++) {
         threads.emplace_back([i] {
-            struct one : VelUtilsSpawn {
-                void TestBody() override {}
-            } child;
+            vel_utils_spawn_runner child;
             for (size_t j = 0; j < 5; j++) {
                 const size_t n = 300000 + 1000 * i + j;
                 child.run({std::string("out=").append(std::to_string(n)),
@@ -392,9 +381,7 @@ TEST_F(VelUtilsSpawn, SeveralRunAtOnceWithoutMixingTheirStreams)
 TEST_F(VelUtilsSpawn, ASlowChildDoesNotHoldUpAnother)
 {
     std::thread slow([this] { run({"sleep=3000", "exit=1"}); });
-    struct one : VelUtilsSpawn {
-        void TestBody() override {}
-    } quick;
+    vel_utils_spawn_runner quick;
     gint64 longest = 0;
     for (const gint64 start = g_get_monotonic_time(); g_get_monotonic_time() - start < 2000000;) {
         const gint64 before = g_get_monotonic_time();

@@ -13,7 +13,8 @@
 #include <windows.h>
 #endif
 
-struct vel_utils_spawn_fixture : testing::Test {
+// One for each thread that runs children.
+struct vel_utils_spawn_runner {
     std::string folder;  // The one that holds the child, without a separator at its end.
     std::string program; // The child.
     GSpawnFlags flags = G_SPAWN_DEFAULT;
@@ -27,7 +28,7 @@ struct vel_utils_spawn_fixture : testing::Test {
     gint status = -1;
     GError *error = nullptr;
 
-    vel_utils_spawn_fixture()
+    vel_utils_spawn_runner()
     {
 #ifdef _WIN32
         wchar_t path[4096];
@@ -47,7 +48,7 @@ struct vel_utils_spawn_fixture : testing::Test {
         g_free(self);
     }
 
-    ~vel_utils_spawn_fixture() override
+    ~vel_utils_spawn_runner()
     {
         g_clear_error(&error);
     }
@@ -129,4 +130,16 @@ struct vel_utils_spawn_fixture : testing::Test {
             all[i] = static_cast<char>('a' + i % 26);
         return all;
     }
+
+    void expect_letters(size_t n_output, size_t n_errors) const
+    {
+        // Not compared by the framework, which would print megabytes.
+        EXPECT_EQ(output.size(), n_output);
+        EXPECT_EQ(errors.size(), n_errors);
+        EXPECT_TRUE(output == letters(n_output));
+        EXPECT_TRUE(errors == letters(n_errors));
+    }
+};
+
+struct vel_utils_spawn_fixture : testing::Test, vel_utils_spawn_runner {
 };

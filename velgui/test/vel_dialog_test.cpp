@@ -48,8 +48,7 @@ TEST_F(VelDialog, TheClassHasAnArrowAndTheFaceColour)
     ASSERT_TRUE(GetClassInfoW(vel_gui_instance.instance, L"SimpleDialog", &window_class));
     EXPECT_EQ(window_class.style, 0U);
     EXPECT_EQ(window_class.cbWndExtra, static_cast<int>(sizeof(void *)));
-    EXPECT_EQ(window_class.hCursor,
-              LoadImageW(nullptr, IDC_ARROW, IMAGE_CURSOR, 0, 0, LR_SHARED));
+    EXPECT_EQ(window_class.hCursor, LoadImageW(nullptr, IDC_ARROW, IMAGE_CURSOR, 0, 0, LR_SHARED));
     EXPECT_EQ(window_class.hbrBackground, reinterpret_cast<HBRUSH>(COLOR_BTNFACE + 1));
 }
 
