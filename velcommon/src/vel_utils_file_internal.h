@@ -45,6 +45,14 @@ gboolean vel_utils_file_last_write(const gchar *path, vel_utils_timespec *time, 
 
 #ifdef _WIN32
 
+/// Turns a path into the absolute one with the prefix for paths of any length.
+/// @param path  UTF-8, borrowed
+/// @return caller frees with g_free(); null with GetLastError() set for what cannot be a path
+wchar_t *vel_utils_file_extended_path(const gchar *path);
+
+/// The same for a folder, without separators at its end.
+wchar_t *vel_utils_file_extended_folder(const gchar *path);
+
 /// Fills an error from GetLastError(), as vel_utils_file_set_system_error() does.
 void vel_utils_file_set_last_error(GError **error, GQuark domain, gint code);
 

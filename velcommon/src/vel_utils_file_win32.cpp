@@ -79,20 +79,25 @@ static wchar_t *vel_utils_file_extend(wchar_t *full)
     return vel_utils_file_concat(L"\\\\?\\", path, L"");
 }
 
-static wchar_t *vel_utils_file_extended_path(const gchar *path)
+wchar_t *vel_utils_file_extended_path(const gchar *path)
 {
     return vel_utils_file_extend(vel_utils_stream_full_path(path));
 }
 
-// The same for a folder, without separators at its end: behind the prefix the system takes them for
-// empty names. Only a drive keeps its own.
-static wchar_t *vel_utils_file_extended_folder(wchar_t *full)
+// Without separators at the end: behind the prefix the system takes them for empty names. Only a
+// drive keeps its own.
+static wchar_t *vel_utils_file_extend_folder(wchar_t *full)
 {
     wchar_t *const path = vel_utils_file_extend(full);
     size_t length = path != nullptr ? wcslen(path) : 0;
     while (length > 1 && path[length - 1] == L'\\' && path[length - 2] != L':')
         path[--length] = 0;
     return path;
+}
+
+wchar_t *vel_utils_file_extended_folder(const gchar *path)
+{
+    return vel_utils_file_extend_folder(vel_utils_stream_full_path(path));
 }
 
 static gint vel_utils_file_errno(DWORD number)
@@ -141,7 +146,7 @@ static vel_utils_file_kind vel_utils_file_kind_of_folder(const wchar_t *path)
 
 vel_utils_file_kind vel_utils_file_kind_of(const gchar *path)
 {
-    g_autofree wchar_t *folder = vel_utils_file_extended_folder(vel_utils_stream_full_path(path));
+    g_autofree wchar_t *folder = vel_utils_file_extended_folder(path);
     return folder != nullptr ? vel_utils_file_kind_of_folder(folder) : VEL_UTILS_FILE_KIND_FILE;
 }
 
@@ -176,7 +181,7 @@ static DWORD vel_utils_file_add_names(GPtrArray *names, const wchar_t *pattern)
 
 static DWORD vel_utils_file_try_list(GPtrArray *names, const gchar *folder)
 {
-    g_autofree wchar_t *path = vel_utils_file_extended_folder(vel_utils_stream_full_path(folder));
+    g_autofree wchar_t *path = vel_utils_file_extended_folder(folder);
     const DWORD attributes = path != nullptr ? GetFileAttributesW(path) : INVALID_FILE_ATTRIBUTES;
     if (attributes == INVALID_FILE_ATTRIBUTES)
         return GetLastError();
@@ -308,7 +313,7 @@ static bool vel_utils_file_delete_tree(const wchar_t *path, GError **error)
 
 gboolean vel_utils_win32_delete_directory(const gunichar2 *path, GError **error)
 {
-    g_autofree wchar_t *folder = vel_utils_file_extended_folder(
+    g_autofree wchar_t *folder = vel_utils_file_extend_folder(
         vel_utils_stream_full_path_utf16(reinterpret_cast<const wchar_t *>(path)));
     if (folder == nullptr)
         return vel_utils_file_check_deleted(FALSE, error);

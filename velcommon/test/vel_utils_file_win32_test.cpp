@@ -7,6 +7,69 @@
 
 #include <algorithm>
 
+namespace
+{
+
+// A path as the helpers give it to the system; "none" for what cannot be one.
+std::string extended(wchar_t *path)
+{
+    if (path == nullptr)
+        return "none";
+    gchar *const utf8 =
+        g_utf16_to_utf8(reinterpret_cast<gunichar2 *>(path), -1, nullptr, nullptr, nullptr);
+    const std::string copy = utf8;
+    g_free(utf8);
+    g_free(path);
+    return copy;
+}
+
+std::string file(const char *path)
+{
+    return extended(vel_utils_file_extended_path(path));
+}
+
+std::string folder(const char *path)
+{
+    return extended(vel_utils_file_extended_folder(path));
+}
+
+} // namespace
+
+// Windows itself refuses long paths without the prefix; not every system these tests run on does.
+TEST(VelUtilsFilePath, HasThePrefixAtAnyLength)
+{
+    EXPECT_EQ(file("C:\\a\\..\\b.csv"), "\\\\?\\C:\\b.csv");
+    const std::string name = std::string("C:\\").append(300, 'n');
+    EXPECT_EQ(file(name.c_str()), std::string("\\\\?\\").append(name));
+}
+
+TEST(VelUtilsFilePath, OnANetworkHasItsOwnPrefix)
+{
+    EXPECT_EQ(file("\\\\server\\share\\a"), "\\\\?\\UNC\\server\\share\\a");
+}
+
+TEST(VelUtilsFilePath, KeepsAPrefixItHas)
+{
+    EXPECT_EQ(file("\\\\?\\C:\\a"), "\\\\?\\C:\\a");
+    EXPECT_EQ(file("\\\\.\\NUL"), "\\\\.\\NUL");
+}
+
+TEST(VelUtilsFilePath, OfAFolderHasNoSeparatorAtTheEnd)
+{
+    EXPECT_EQ(folder("C:\\a\\"), "\\\\?\\C:\\a");
+    EXPECT_EQ(folder("C:/a//"), "\\\\?\\C:\\a");
+    EXPECT_EQ(folder("C:\\"), "\\\\?\\C:\\");
+}
+
+TEST(VelUtilsFilePath, CannotBeEmptyOrOtherThanUtf8)
+{
+    for (const char *const path : {"", "\xff"}) {
+        SetLastError(0);
+        EXPECT_EQ(folder(path), "none");
+        EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_INVALID_NAME));
+    }
+}
+
 TEST(VelUtilsFileTime, CountsFrom1970)
 {
     const auto expect = [](guint64 ticks, gint64 seconds, gint32 nanoseconds) {
