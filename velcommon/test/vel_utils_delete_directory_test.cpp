@@ -335,6 +335,7 @@ TEST_F(VelUtilsDeleteDirectory, AFolderThatKeepsItsFilesIsAnErrorAndWhatWasNotRe
         is_reached = is_reached && name != "5";
         EXPECT_EQ(exists("tree/" + name + "/file"), !is_reached);
     }
+    ASSERT_EQ(g_chmod(path("tree/5").c_str(), 0700), 0);
 }
 
 TEST_F(VelUtilsDeleteDirectory, AFolderThatMayNotBeListedIsAnError)
@@ -344,6 +345,7 @@ TEST_F(VelUtilsDeleteDirectory, AFolderThatMayNotBeListedIsAnError)
     become_nobody();
     expect_failure("tree", EACCES);
     become_oneself();
+    ASSERT_EQ(g_chmod(path("tree").c_str(), 0700), 0);
     EXPECT_EQ(content("tree/5"), "5");
 }
 
