@@ -163,7 +163,8 @@ static bool child_holds(uint64_t handle)
 static void child_start_another(const char *self, const char *argument)
 {
 #ifdef _WIN32
-    if (_spawnl(_P_NOWAIT, self, self, argument, nullptr) == -1)
+    // Its own path may hold blanks, which would tear the command line apart.
+    if (_spawnl(_P_NOWAIT, self, "child", argument, nullptr) == -1)
         exit(98);
 #else
     const pid_t pid = fork();
