@@ -41,13 +41,21 @@ build_prefix() {
     "${recipe}_build"
 }
 
-# Builds in a temporary folder without blanks in its name (configure scripts cannot bear them) and moves the result to
-# its place in one step, so that nobody ever sees half a build.
+# Configure scripts cannot bear blanks in the name of the folder that they build in.
+build_folder() {
+    if [[ $cache == *[[:space:]]* ]]; then
+        mktemp -d /tmp/quorlen-deps.XXXXXX
+    else
+        mktemp -d "$cache/build.XXXXXX"
+    fi
+}
+
+# Builds in a temporary folder and moves the result to its place in one step, so that nobody ever sees half a build.
 build_into_cache() {
     log=$cache/$target-build.log
     : >"$log"
     quorlen_say "Building the libraries for '$target' once (log: $log)"
-    work=$(mktemp -d /tmp/quorlen-deps.XXXXXX)
+    work=$(build_folder)
     trap 'rm -rf "$work" "$prefix.new"' EXIT
     trap 'exit 130' INT TERM HUP
     build_prefix

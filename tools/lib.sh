@@ -55,6 +55,12 @@ quorlen_cache_dir() {
     printf '%s\n' "${XDG_CACHE_HOME:-$HOME/.cache}/quorlen"
 }
 
+# Has everything that is started from here on put its temporary files into the checkout.
+quorlen_keep_temporary_files() {
+    export TMPDIR=$quorlen_root/build/tmp
+    mkdir -p "$TMPDIR"
+}
+
 quorlen_jobs() {
     nproc
 }

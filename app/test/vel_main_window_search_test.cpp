@@ -1,6 +1,8 @@
 // The search: whether a field holds a term, and the thread that goes through the records of a file.
 #include "vel_main_window_search.h"
 
+#include "vel_csv_parser_test_support.h"
+
 #include <clocale>
 #include <cstdio>
 #include <cstring>
@@ -123,10 +125,9 @@ protected:
 
     void open(const std::string &content)
     {
-        FILE *const file = tmpfile();
+        content_file.write(content);
+        FILE *const file = g_fopen(content_file.path.c_str(), "rb");
         ASSERT_NE(file, nullptr);
-        ASSERT_EQ(fwrite(content.data(), 1, content.size(), file), content.size());
-        rewind(file);
         GError *error = nullptr;
         vel_csv_parser_set_file(&parser, file, ',', "UTF-8", &error);
         ASSERT_EQ(error, nullptr);
@@ -158,6 +159,7 @@ protected:
         EXPECT_EQ(request.column, column);
     }
 
+    CsvTempFile content_file;
     vel_csv_parser parser;
     vel_job job;
     search_request request = {};

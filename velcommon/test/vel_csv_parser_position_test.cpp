@@ -262,6 +262,7 @@ TEST(VelCsvParserPositionDeathTest, NegativeBlockEndsTheProgram)
     const CsvTempFile file("a,b\n");
     CsvReader reader;
     reader.open(file);
+    file.vanish();
     VEL_EXPECT_FATAL(reader.go_to({-1, 0}), FAILED_BLOCK);
 }
 
@@ -277,5 +278,6 @@ TEST(VelCsvParserPositionDeathTest, OffsetOutsideAFilesBlockEndsTheProgram)
     const CsvTempFile file(csv_filler(CSV_BLOCK + 10));
     CsvReader reader;
     reader.open(file);
+    file.vanish();
     VEL_EXPECT_FATAL(reader.go_to({1, 11}), FAILED_OFFSET);
 }

@@ -327,9 +327,9 @@ TEST_F(VelUtilsDeleteDirectory, AFolderThatKeepsItsFilesIsAnErrorAndWhatWasNotRe
     }
     ASSERT_EQ(g_chmod(path("tree/5").c_str(), 0500), 0);
     const std::vector<std::string> all = names("tree");
-    become_nobody();
+    vel_test_bow_to_permissions();
     expect_failure("tree", EACCES);
-    become_oneself();
+    vel_test_rise_above_permissions();
     bool is_reached = true;
     for (const std::string &name : all) {
         is_reached = is_reached && name != "5";
@@ -342,9 +342,9 @@ TEST_F(VelUtilsDeleteDirectory, AFolderThatMayNotBeListedIsAnError)
 {
     make_ten("tree");
     ASSERT_EQ(g_chmod(path("tree").c_str(), 0), 0);
-    become_nobody();
+    vel_test_bow_to_permissions();
     expect_failure("tree", EACCES);
-    become_oneself();
+    vel_test_rise_above_permissions();
     ASSERT_EQ(g_chmod(path("tree").c_str(), 0700), 0);
     EXPECT_EQ(content("tree/5"), "5");
 }
@@ -358,9 +358,9 @@ TEST_F(VelUtilsDeleteDirectory, LinksToFilesPipesAndReadOnlyFilesGoThemselves)
     ASSERT_EQ(symlink(path("outside").c_str(), path("tree/link").c_str()), 0);
     ASSERT_EQ(symlink("nowhere", path("tree/dangling").c_str()), 0);
     ASSERT_EQ(mkfifo(path("tree/pipe").c_str(), 0600), 0);
-    become_nobody();
+    vel_test_bow_to_permissions();
     expect_removed("tree");
-    become_oneself();
+    vel_test_rise_above_permissions();
     EXPECT_EQ(content("outside"), "precious");
 }
 

@@ -363,10 +363,10 @@ TEST_F(VelUtilsDirUpdate, AReadOnlyTargetIsAnErrorAndWhatWasNotReachedStays)
         set_time("target/" + std::to_string(i), SECOND);
     }
     ASSERT_EQ(g_chmod(path("target/5").c_str(), 0444), 0);
-    become_nobody();
+    vel_test_bow_to_permissions();
     EXPECT_FALSE(update());
     expect_copy_error("5", EACCES);
-    become_oneself();
+    vel_test_rise_above_permissions();
     bool is_reached = true;
     for (const std::string &name : names("source")) {
         is_reached = is_reached && name != "5";
@@ -378,20 +378,20 @@ TEST_F(VelUtilsDirUpdate, AFileThatMayNotBeReadIsAnError)
 {
     make_file("source/a");
     ASSERT_EQ(g_chmod(path("source/a").c_str(), 0), 0);
-    become_nobody();
+    vel_test_bow_to_permissions();
     EXPECT_FALSE(update());
     expect_error(G_FILE_ERROR, G_FILE_ERROR_FAILED, system_message(EACCES));
-    become_oneself();
+    vel_test_rise_above_permissions();
 }
 
 TEST_F(VelUtilsDirUpdate, AFolderThatMayNotBeListedIsAnError)
 {
     make_folder("source/folder");
     ASSERT_EQ(g_chmod(path("source/folder").c_str(), 0), 0);
-    become_nobody();
+    vel_test_bow_to_permissions();
     EXPECT_FALSE(update());
     expect_errno(EACCES);
-    become_oneself();
+    vel_test_rise_above_permissions();
 }
 
 TEST_F(VelUtilsDirUpdate, FoldersAreMadeForTheOwnerAlone)

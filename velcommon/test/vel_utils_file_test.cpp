@@ -322,9 +322,9 @@ TEST_F(VelUtilsFileUpToDate, AFileWithoutPermissionIsAnError)
     make_file("readable");
     make_file("closed");
     ASSERT_EQ(g_chmod(path("closed").c_str(), 0), 0);
-    become_nobody();
+    vel_test_bow_to_permissions();
     expect_cannot_open("closed", EACCES);
-    become_oneself();
+    vel_test_rise_above_permissions();
 }
 
 TEST_F(VelUtilsFileCopy, AReadOnlyTargetIsAnError)
@@ -332,9 +332,9 @@ TEST_F(VelUtilsFileCopy, AReadOnlyTargetIsAnError)
     make_file("source", "new");
     make_file("target", "as it was");
     ASSERT_EQ(g_chmod(path("target").c_str(), 0444), 0);
-    become_nobody();
+    vel_test_bow_to_permissions();
     expect_failure("source", "target", EACCES);
-    become_oneself();
+    vel_test_rise_above_permissions();
     EXPECT_EQ(content("target"), "as it was");
 }
 

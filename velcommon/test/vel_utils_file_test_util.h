@@ -2,6 +2,10 @@
 // and look at files and links in it that do not go through the code under test.
 #pragma once
 
+#ifndef _WIN32
+#include "vel_test_permissions.h"
+#endif
+
 #include <glib.h>
 #include <glib/gstdio.h>
 #include <gtest/gtest.h>
@@ -211,21 +215,6 @@ struct vel_utils_file_fixture : testing::Test {
         for (int i = 0; i < 2000 && !g_file_test(mark.c_str(), G_FILE_TEST_EXISTS); i++)
             Sleep(5);
         EXPECT_EQ(g_remove(mark.c_str()), 0) << tool;
-    }
-#else
-    // Makes the test's folder somebody else's and becomes him, whom permissions hold back.
-    void become_nobody() const
-    {
-        if (geteuid() != 0)
-            return;
-        const std::string command = "chown -hR 65534 '" + folder + "'";
-        ASSERT_EQ(system(command.c_str()), 0);
-        ASSERT_EQ(seteuid(65534), 0);
-    }
-
-    static void become_oneself()
-    {
-        EXPECT_EQ(seteuid(getuid()), 0);
     }
 #endif
 };

@@ -18,6 +18,8 @@
 #include <io.h>
 #include <winioctl.h>
 #else
+#include "vel_test_permissions.h"
+
 #include <fcntl.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
@@ -414,15 +416,10 @@ TEST_F(VelUtilsStream, FileWithoutPermissionIsReported)
     make_file("closed.csv", "content");
     make_file("readable.csv", "content");
     ASSERT_EQ(g_chmod(path("closed.csv").c_str(), 0), 0);
-    ASSERT_EQ(g_chmod(path("readable.csv").c_str(), 0644), 0);
-    ASSERT_EQ(g_chmod(folder.c_str(), 0755), 0);
-    // The superuser may read everything, so it becomes somebody else for a moment.
-    static constexpr uid_t nobody = 65534;
-    const uid_t user = geteuid();
-    ASSERT_EQ(seteuid(user == 0 ? nobody : user), 0);
+    vel_test_bow_to_permissions();
     expect_failure(path("closed.csv"), EACCES);
     file = vel_utils_fopen_shared(path("readable.csv").c_str(), nullptr);
-    ASSERT_EQ(seteuid(user), 0);
+    vel_test_rise_above_permissions();
     EXPECT_NE(file, nullptr);
 }
 

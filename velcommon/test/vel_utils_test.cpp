@@ -1,10 +1,12 @@
-// The basic utilities. The byte scan is compared with a naive one on texts at every alignment, in
-// memory that ends right behind the terminating zero.
+// The basic utilities and the assertions. The byte scan is compared with a naive one on texts at
+// every alignment, in memory that ends right behind the terminating zero.
 #include "vel_utils.h"
+
+#include "vel_assert.h"
+#include "vel_death_test.h"
 
 #include <gio/gio.h>
 #include <glib/gstdio.h>
-#include <gtest/gtest.h>
 
 #include <array>
 #include <cerrno>
@@ -52,6 +54,7 @@ const gunichar2 *utf16(const char16_t *text)
 
 // A new folder of this test's own, removed with the empty folders the test leaves in it.
 struct VelUtilsMkdir : testing::Test {
+    static constexpr char FOREIGN[] = "\xc3\xa4 \xd0\x96 \xf0\x9f\x98\x80";
     gchar *folder = g_dir_make_tmp("vel-utils-XXXXXX", nullptr);
 
     ~VelUtilsMkdir() override
@@ -59,6 +62,7 @@ struct VelUtilsMkdir : testing::Test {
         g_rmdir(path("a/b/c").c_str());
         g_rmdir(path("a/b").c_str());
         g_rmdir(path("a").c_str());
+        g_rmdir(path(FOREIGN).c_str());
         g_remove(path("file").c_str());
         EXPECT_EQ(g_rmdir(folder), 0);
         g_free(folder);
@@ -116,6 +120,14 @@ TEST_F(VelUtilsMkdir, MakesAllMissingFolders)
     EXPECT_TRUE(vel_utils_mkdir_with_parents(path("a/b/c").c_str(), &error));
     EXPECT_EQ(error, nullptr);
     EXPECT_TRUE(g_file_test(path("a/b/c").c_str(), G_FILE_TEST_IS_DIR));
+}
+
+TEST_F(VelUtilsMkdir, TakesUtf8)
+{
+    EXPECT_TRUE(vel_utils_mkdir_with_parents(path(FOREIGN).c_str(), nullptr));
+    GDir *const dir = g_dir_open(folder, 0, nullptr);
+    EXPECT_STREQ(g_dir_read_name(dir), FOREIGN);
+    g_dir_close(dir);
 }
 
 TEST_F(VelUtilsMkdir, FolderThatExistsIsFine)
@@ -235,4 +247,43 @@ TEST(VelUtilsStrScan, RandomTextsAgreeWithANaiveScan)
                                    : static_cast<char>(1 + random() % 255);
         ASSERT_EQ(scan_at(text, random() % 8, table), naive_scan(text, table)) << text;
     }
+}
+
+namespace
+{
+
+// A name of its own for what fails, so that the message shows whose it is.
+void expect_positive(gint32 number)
+{
+    vel_assert(number > 0 && number < G_MAXINT32);
+}
+
+} // namespace
+
+TEST(VelAssert, WhatHoldsIsEvaluatedOnceAndGoesOn)
+{
+    gint32 number = 0;
+    vel_assert(++number == 1);
+    vel_assert_as(++number == 2, "text");
+    vel_assert_nonnull(&number);
+    EXPECT_EQ(number, 2);
+}
+
+TEST(VelAssertDeathTest, MessageHasFileFunctionAndTheExpressionAsWritten)
+{
+    VEL_EXPECT_FATAL(expect_positive(0), "ERROR:velcommon/test/vel_utils_test.cpp:");
+    VEL_EXPECT_FATAL(expect_positive(0), ":expect_positive: assertion failed: (number > 0 && "
+                                         "number < G_MAXINT32)");
+}
+
+TEST(VelAssertDeathTest, GivenTextStandsForTheExpression)
+{
+    VEL_EXPECT_FATAL(vel_assert_as(errno < 0, "this->n == NULL"),
+                     "assertion failed: (this->n == NULL)");
+}
+
+TEST(VelAssertDeathTest, NullPointerIsCalledByItsName)
+{
+    const gchar *name = nullptr;
+    VEL_EXPECT_FATAL(vel_assert_nonnull(name), "'name' should not be NULL");
 }
