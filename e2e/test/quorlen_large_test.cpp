@@ -12,29 +12,13 @@ constexpr DWORD HUGE_SCAN_MS = 120000;
 class QuorlenLarge : public VelE2eTest
 {
 protected:
-    /// Writes a file of equal pieces behind a first line. @return its path
-    std::string makeRepeated(const std::string &first, const std::string &piece, int pieces,
-                             const std::string &last) const
-    {
-        std::string path = folder + "\\large.csv";
-        const HANDLE file = CreateFileW(vel_e2e_to_utf_16(path).c_str(), GENERIC_WRITE, 0, nullptr,
-                                        CREATE_ALWAYS, 0, nullptr);
-        EXPECT_NE(file, INVALID_HANDLE_VALUE);
-        append(file, first);
-        for (int i = 0; i < pieces; i++)
-            append(file, piece);
-        append(file, last);
-        CloseHandle(file);
-        return path;
-    }
-
     /// Long to count: 40 million records.
     std::string makeLongScan() const
     {
         std::string piece;
         for (int i = 0; i < 100000; i++)
             piece += "ab,12\n";
-        return makeRepeated("left,right\n", piece, 400, "the,99\n");
+        return makeRepeatedFile("left,right\n", piece, 400, "the,99\n");
     }
 
     /// Scrolls to the end and reads the last row's cells.
@@ -50,15 +34,6 @@ protected:
         for (int y = client.bottom - 3; text.empty() && y > program->headerHeight(); y -= 10)
             text = program->cellAt(x, y);
         return text;
-    }
-
-private:
-    static void append(HANDLE file, const std::string &bytes)
-    {
-        DWORD written = 0;
-        EXPECT_TRUE(
-            WriteFile(file, bytes.data(), static_cast<DWORD>(bytes.size()), &written, nullptr));
-        EXPECT_EQ(written, bytes.size());
     }
 };
 
@@ -100,7 +75,8 @@ TEST_F(QuorlenLarge, TheLastRecordBehind4GiBIsShown)
     std::string piece;
     for (int i = 0; i < 16; i++)
         piece.append("7,").append(65536 - 3, 'y').append("\n");
-    VelE2eProgram program(makeRepeated("left,right\n", piece, 4100, "last,\"of \"\"all\"\"\"\n"));
+    VelE2eProgram program(
+        makeRepeatedFile("left,right\n", piece, 4100, "last,\"of \"\"all\"\"\"\n"));
     EXPECT_EQ(program.waitCounted(HUGE_SCAN_MS), "65,601 records");
     EXPECT_EQ(lastCell(&program, 20), "65,601");
     EXPECT_EQ(lastCell(&program, 150), "last");

@@ -310,6 +310,20 @@ std::string VelE2eTest::makeFile(const std::string &name, const std::string &con
     return path;
 }
 
+std::string VelE2eTest::makeRepeatedFile(const std::string &first, const std::string &piece,
+                                         int pieces, const std::string &last) const
+{
+    const std::string path = folder + "\\large.csv";
+    std::ofstream file(fs::path(vel_e2e_to_utf_16(path)), std::ios::binary);
+    file << first;
+    for (int i = 0; i < pieces; i++)
+        file << piece;
+    file << last;
+    file.close();
+    EXPECT_TRUE(file.good()) << path;
+    return path;
+}
+
 std::string VelE2eTest::makeManyRecords(int records) const
 {
     std::string contents = "name,number\n";

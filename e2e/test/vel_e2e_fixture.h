@@ -78,6 +78,9 @@ protected:
 
     /// Makes a file in the test's folder. @return its path, UTF-8
     std::string makeFile(const std::string &name, const std::string &contents) const;
+    /// Makes a large file of equal pieces between a first and a last one. @return its path
+    std::string makeRepeatedFile(const std::string &first, const std::string &piece, int pieces,
+                                 const std::string &last) const;
     /// A file of short records of two fields. @return its path
     std::string makeManyRecords(int records) const;
 
