@@ -32,7 +32,8 @@ static void vel_buffer_resize(vel_buffer *buffer, guint64 size)
     buffer->limit = buffer->data + size;
 }
 
-// Grows or shrinks the storage to the size that the growth rule has for so many bytes.
+// Makes the storage as large as the growth rule has it for so many bytes, never fewer than there
+// are.
 static void vel_buffer_fit(vel_buffer *buffer, guint64 bytes)
 {
     if (bytes > VEL_BUFFER_LARGEST_GROWTH)

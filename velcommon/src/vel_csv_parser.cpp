@@ -245,6 +245,15 @@ static bool vel_csv_parser_go_to_block(vel_csv_parser *parser, gint32 block, gin
     return false;
 }
 
+// False when the block cannot be had; the position is then where the failure left it.
+static bool vel_csv_parser_need_block(vel_csv_parser *parser, gint32 block, gint32 offset,
+                                      GError **error)
+{
+    if (block == parser->block && !parser->read_failed)
+        return true;
+    return vel_csv_parser_go_to_block(parser, block, offset, error);
+}
+
 void vel_csv_parser_set_offset(vel_csv_parser *parser, gint32 block, gint32 offset, GError **error)
 {
     g_autoptr(GError) ignored = nullptr;
@@ -256,14 +265,47 @@ void vel_csv_parser_set_offset(vel_csv_parser *parser, gint32 block, gint32 offs
         g_assertion_message_expr(
             nullptr, __FILE__, VEL_CSV_PARSER_BLOCK_ASSERTION_LINE, __func__,
             "(block == 0 && this->file == NULL) || (block >= 0 && this->file != NULL)");
-    if (block != parser->block || parser->read_failed) {
-        if (!vel_csv_parser_go_to_block(parser, block, offset, error))
-            return;
-    }
+    if (!vel_csv_parser_need_block(parser, block, offset, error))
+        return;
     if (!(offset >= 0 && static_cast<guint64>(offset) <= parser->buffer_len))
         g_assertion_message_expr(nullptr, __FILE__, VEL_CSV_PARSER_OFFSET_ASSERTION_LINE, __func__,
                                  "offset >= 0 && (size_t)offset <= this->buffer_len");
     parser->pos = parser->buffer + offset;
+}
+
+static void vel_csv_parser_set_shorter_error(GError **error)
+{
+    g_set_error_literal(error, VEL_CSV_PARSER_QUARK, VEL_CSV_PARSER_ERROR_SHORTER,
+                        "The file has become shorter since it was opened");
+}
+
+void vel_csv_parser_restore_offset(vel_csv_parser *parser, gint32 block, gint32 offset,
+                                   GError **error)
+{
+    g_autoptr(GError) ignored = nullptr;
+    if (error == nullptr)
+        error = &ignored;
+    if (vel_csv_parser_failed(error))
+        return;
+    if (parser->file != nullptr && block >= 0 && offset >= 0) {
+        if (!vel_csv_parser_need_block(parser, block, offset, error))
+            return;
+        if (static_cast<guint64>(offset) > parser->buffer_len) {
+            parser->pos = parser->buffer_end;
+            vel_csv_parser_set_shorter_error(error);
+            return;
+        }
+    }
+    vel_csv_parser_set_offset(parser, block, offset, error);
+}
+
+void vel_csv_parser_check_size(vel_csv_parser *parser, gint64 size, GError **error)
+{
+    const gint64 size_now = vel_csv_parser_get_file_size(parser);
+    if (error == nullptr || size_now < 0 || size_now >= size)
+        return;
+    g_clear_error(error);
+    vel_csv_parser_set_shorter_error(error);
 }
 
 gint64 vel_csv_parser_get_file_position(vel_csv_parser *parser)

@@ -21,8 +21,10 @@
 
 G_BEGIN_DECLS
 
-/// Raw bytes of a file in one block.
+/// Raw bytes of a file in one block. Only fuzzing has another size, for short texts of many blocks.
+#ifndef VEL_CSV_PARSER_BLOCK_SIZE
 #define VEL_CSV_PARSER_BLOCK_SIZE 131072
+#endif
 
 /// The domain of the parser's own errors; its messages are for the user.
 #define VEL_CSV_PARSER_QUARK (vel_csv_parser_error_quark())
@@ -30,6 +32,7 @@ G_BEGIN_DECLS
 /// The codes of the domain VEL_CSV_PARSER_QUARK.
 enum {
     VEL_CSV_PARSER_ERROR_UNCLOSED = 0, ///< "Unclosed quoted value": the data ended inside quotes.
+    VEL_CSV_PARSER_ERROR_SHORTER = 1,  ///< "The file has become shorter since it was opened".
 };
 
 /// Embedded by value in its owner. Read the fields freely, change them only through the functions.
@@ -67,8 +70,8 @@ void vel_csv_parser_init(vel_csv_parser *parser);
 void vel_csv_parser_done(vel_csv_parser *parser);
 
 /// Reads from a string from now on, from its start; the previous source is closed.
-/// @param text  zero-terminated UTF-8 of less than 2 GiB from GLib's allocator; taken over, not
-/// copied Separator and stop flag are kept.
+/// @param text  zero-terminated UTF-8 of less than 2 GiB from GLib's allocator; taken over
+/// Separator and stop flag are kept. Costs one look for the text's end.
 void vel_csv_parser_set_content(vel_csv_parser *parser, gchar *text);
 
 /// Opens a file, as vel_utils_fopen_shared() does, and reads from it as vel_csv_parser_set_file()
@@ -77,8 +80,7 @@ void vel_csv_parser_set_content(vel_csv_parser *parser, gchar *text);
 /// @param separator  ASCII; 0 to guess it
 /// @param encoding   name as iconv knows it, copied; null to detect it
 /// @param error      G_IO_ERROR with the system's text when the file cannot be opened, and then the
-/// parser keeps its
-///                   source; or any error of vel_csv_parser_set_file()
+///                   parser keeps its source; or any error of vel_csv_parser_set_file()
 /// Costs what vel_csv_parser_set_file() costs.
 void vel_csv_parser_set_file_path(vel_csv_parser *parser, const gchar *path, gchar separator,
                                   const gchar *encoding, GError **error);
@@ -93,8 +95,8 @@ void vel_csv_parser_set_file_path(vel_csv_parser *parser, const gchar *path, gch
 /// @param separator  ASCII; 0 to guess it with vel_csv_parser_guess_separator()
 /// @param encoding   name as iconv knows it, copied; null to detect it
 /// @param error      G_IO_ERROR: from errno when reading or seeking fails; code 0 "Unknown
-/// encoding: %s"; code 0
-///                   "Error decoding text from %s"; or an error of the guessing
+///                   encoding: %s"; code 0 "Error decoding text from %s"; or an error of the
+///                   guessing
 /// Costs an allocation of 524,289 bytes, the first block, and with guessing the first two records
 /// up to four times.
 void vel_csv_parser_set_file(vel_csv_parser *parser, FILE *stream, gchar separator,
@@ -103,15 +105,16 @@ void vel_csv_parser_set_file(vel_csv_parser *parser, FILE *stream, gchar separat
 /// Sets a flag that another thread raises to abandon reading: a single record can be as long as the
 /// file.
 /// @param stop  borrowed until it is replaced; null for none. It is looked at whenever the record
-/// reader has read a block.
+///              reader has read a block.
 void vel_csv_parser_set_stop_flag(vel_csv_parser *parser, const std::atomic<gint32> *stop);
 
 /// Reads the file's next 131,072 bytes, wherever its stream stands, into `buffer` as UTF-8. Leaves
 /// `pos` and `block` to the caller. Every block is converted by itself: a sequence of bytes that a
 /// block's end cuts is not put together.
+/// The parser must have a file.
 /// @param error  G_IO_ERROR: from errno when reading fails, and then the block is empty; code 0
-/// "Error decoding text from
-///               %s" with the encoding, and then the block holds the text before the failure
+///               "Error decoding text from %s" with the encoding, and then the block holds the text
+///               before the failure
 void vel_csv_parser_read_block(vel_csv_parser *parser, GError **error);
 
 /// Sets the byte between fields.
@@ -126,15 +129,33 @@ void vel_csv_parser_get_offset(vel_csv_parser *parser, gint32 *block, gint32 *of
 
 /// Moves to a position taken with vel_csv_parser_get_offset(); (0, 0) is in front of a byte-order
 /// mark.
-/// @param block   0 or more; 0 without a file (assertion "(block == 0 && this->file == NULL) ||
-/// (block >= 0 &&
-///                this->file != NULL)")
-/// @param offset  bytes into the converted block (assertion "offset >= 0 && (size_t)offset <=
-/// this->buffer_len")
-/// @param error   from errno when seeking fails, and then nothing has moved; or an error of
-/// vel_csv_parser_read_block() Costs nothing inside the present block, which is not read again;
-/// otherwise one seek, one read, one conversion.
+/// @param block   0 or more; 0 without a file. Anything else ends the program: "(block == 0 &&
+///                this->file == NULL) || (block >= 0 && this->file != NULL)".
+/// @param offset  bytes into the converted block, 0..buffer_len. Anything else ends the program:
+///                "offset >= 0 && (size_t)offset <= this->buffer_len".
+/// @param error   G_IO_ERROR: from errno when seeking fails, and then nothing has moved; or an
+///                error of vel_csv_parser_read_block(), and then the position is as near to the
+///                offset as the text read allows
+/// Costs nothing inside the present block, which is not read again; otherwise one seek, one read,
+/// one conversion.
 void vel_csv_parser_set_offset(vel_csv_parser *parser, gint32 block, gint32 offset, GError **error);
+
+/// Moves as vel_csv_parser_set_offset() does, in a file that others may have cut since the position
+/// was taken: a block that no longer reaches to the offset is an error instead of a failed
+/// assertion.
+/// @param error  of vel_csv_parser_set_offset(); VEL_CSV_PARSER_QUARK,
+/// VEL_CSV_PARSER_ERROR_SHORTER, "The file has become shorter since it was opened", and then the
+/// position is the end of what is left of the block
+void vel_csv_parser_restore_offset(vel_csv_parser *parser, gint32 block, gint32 offset,
+                                   GError **error);
+
+/// Tells whether the file has lost bytes meanwhile; the end that was found then is not its own.
+/// @param size   bytes that it has had; negative when that is not known
+/// @param error  VEL_CSV_PARSER_QUARK, VEL_CSV_PARSER_ERROR_SHORTER, "The file has become shorter
+/// since it was opened", in place of an error that is set already, which is freed
+/// A file that cannot tell its size passes; reading it fails with a reason of its own. Costs what
+/// vel_csv_parser_get_file_size() does.
+void vel_csv_parser_check_size(vel_csv_parser *parser, gint64 size, GError **error);
 
 /// Tells how far the file has been read, in raw bytes: the end of the block in memory. 0 without a
 /// file, -1 when the stream cannot tell.
@@ -151,14 +172,12 @@ gint64 vel_csv_parser_get_file_size(vel_csv_parser *parser);
 /// quote byte ends at the next single quote byte; a doubled one stands for one quote byte. A zero
 /// byte outside quotes ends the data for good.
 /// @param fields  emptied first, then filled with one new string per field, freed with g_free() (by
-/// the array, where it
-///                has a free function); null for a field of no bytes. Null: the fields are only
-///                counted, and memory does not grow with a field's length.
+///                the array, where it has a free function); null for a field of no bytes. Null: the
+///                fields are only counted, and memory does not grow with a field's length.
 /// @param error   VEL_CSV_PARSER_QUARK, code 0, "Unclosed quoted value", with the partial field
-/// stored and counted;
-///                G_IO_ERROR_CANCELLED "Reading was cancelled" by the stop flag;
-///                G_IO_ERROR_MESSAGE_TOO_LARGE "Field longer than 2147483647 bytes" (only with an
-///                array) or "Record of more than 2147483647 fields"; or an error of
+///                stored and counted; G_IO_ERROR_CANCELLED "Reading was cancelled" by the stop
+///                flag; G_IO_ERROR_MESSAGE_TOO_LARGE "Field longer than 2147483647 bytes" (only
+///                with an array) or "Record of more than 2147483647 fields"; or an error of
 ///                vel_csv_parser_read_block(). The field during which one of these others comes is
 ///                lost.
 /// @return number of fields; 0 at the end of the data; with an error the number so far, so test the
@@ -175,20 +194,22 @@ void vel_csv_parser_read_all(vel_csv_parser *parser, vel_table *table, GError **
 /// into the same number of fields, at least two; 0.125 neither; 0 reading failed. Unless reading
 /// failed the position is (0, 0) afterwards.
 /// @param candidate  ASCII; the parser's own separator is the same afterwards as before
-/// @param error      of vel_csv_parser_read_record()
+/// @param error      of vel_csv_parser_read_record(), or of the way back to (0, 0)
 gfloat vel_csv_parser_probe_field_separator(vel_csv_parser *parser, gchar candidate,
                                             GError **error);
 
 /// Guesses the separator: of comma, tab, semicolon and bar the first with the best score over two
 /// records. The first probe starts at the position, the others at (0, 0), where the parser is left.
-/// @param error  of vel_csv_parser_read_record(), and then the result is the best so far
+/// @param error  of vel_csv_parser_probe_field_separator(), and then the result is the best of the
+///               candidates before the one that failed, or the comma
 /// @return the guess; the parser's own separator does not change
 gchar vel_csv_parser_guess_separator(vel_csv_parser *parser, GError **error);
 
 /// Guesses whether the first record names the columns: whether in more than a fifth of the columns
 /// the second record's field begins with a number and the first record's does not. The position is
 /// (0, 0) afterwards, unless reading failed.
-/// @param error  of vel_csv_parser_read_record(), and then the result is FALSE
+/// @param error  of vel_csv_parser_read_record() or vel_csv_parser_set_offset(), and then the
+///               result is FALSE
 gboolean vel_csv_parser_guess_headers(vel_csv_parser *parser, GError **error);
 
 G_END_DECLS

@@ -44,11 +44,12 @@ gchar vel_csv_parser_guess_separator(vel_csv_parser *parser, GError **error)
     gchar best = ',';
     if (vel_csv_parser_failed(error))
         return best;
-    gfloat best_score = vel_csv_parser_probe_field_separator(parser, best, error);
-    for (const gchar candidate : {'\t', ';', '|'}) {
+    gfloat best_score = 0.0f;
+    for (const gchar candidate : {',', '\t', ';', '|'}) {
+        const gfloat score = vel_csv_parser_probe_field_separator(parser, candidate, error);
+        // A probe may score and then fail on its way back to the start: its score does not count.
         if (vel_csv_parser_failed(error))
             return best;
-        const gfloat score = vel_csv_parser_probe_field_separator(parser, candidate, error);
         if (score > best_score) {
             best = candidate;
             best_score = score;

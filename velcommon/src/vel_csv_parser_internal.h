@@ -46,3 +46,9 @@ typedef struct vel_csv_parser_part {
 /// Adds bytes to a field that is being put together; fails when it becomes longer than can be
 /// handed out.
 void vel_csv_parser_part_append(vel_csv_parser_part *part, const gchar *bytes, guint64 n);
+
+/// Adds one byte, as vel_csv_parser_part_append() does but faster.
+void vel_csv_parser_part_append_byte(vel_csv_parser_part *part, gchar byte);
+
+/// Whether a record of n fields may have another one; fails when their number could not be told.
+bool vel_csv_parser_has_room(gint32 n, GError **error);

@@ -53,7 +53,7 @@ void vel_csv_parser_part_append(vel_csv_parser_part *part, const gchar *bytes, g
         vel_buffer_append(&part->parser->field, bytes, n);
 }
 
-static void vel_csv_parser_part_append_byte(vel_csv_parser_part *part, gchar byte)
+void vel_csv_parser_part_append_byte(vel_csv_parser_part *part, gchar byte)
 {
     vel_buffer *const field = &part->parser->field;
     if (!part->keep || part->length >= VEL_CSV_PARSER_FIELD_MAX) {
@@ -215,6 +215,15 @@ static vel_csv_parser_follow vel_csv_parser_read_follow(vel_csv_parser_part *par
     return crossed ? VEL_CSV_PARSER_FOLLOW_RECORD : VEL_CSV_PARSER_FOLLOW_FIELD;
 }
 
+bool vel_csv_parser_has_room(gint32 n, GError **error)
+{
+    if (n < G_MAXINT32)
+        return true;
+    g_set_error(error, G_IO_ERROR, G_IO_ERROR_MESSAGE_TOO_LARGE, "Record of more than %d fields",
+                G_MAXINT32);
+    return false;
+}
+
 static gint32 vel_csv_parser_read_fields(vel_csv_parser *parser, GPtrArray *fields, GError **error)
 {
     vel_csv_parser_part part = {parser, nullptr, 0, fields != nullptr, false, error};
@@ -232,11 +241,8 @@ static gint32 vel_csv_parser_read_fields(vel_csv_parser *parser, GPtrArray *fiel
                 g_ptr_array_set_size(fields, 0);
             return nothing ? 0 : n;
         }
-        if (n == G_MAXINT32) {
-            g_set_error(error, G_IO_ERROR, G_IO_ERROR_MESSAGE_TOO_LARGE,
-                        "Record of more than %d fields", G_MAXINT32);
+        if (!vel_csv_parser_has_room(n, error))
             return n;
-        }
     }
     return n;
 }

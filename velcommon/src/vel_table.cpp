@@ -146,9 +146,13 @@ void vel_table_add_column(vel_table *t, const gchar *name, vel_table_column_type
 void vel_table_add_columns(vel_table *t, gint32 n, const gchar *const *names,
                            vel_table_column_type type)
 {
-    vel_assert(type >= VEL_TABLE_COLUMN_TYPE_INT32 && type <= VEL_TABLE_COLUMN_TYPE_STR);
     if (n < 1)
         return;
+    for (gint32 i = 0; i < n; i++) {
+        const gchar *const name = names[i];
+        vel_assert_nonnull(name);
+    }
+    vel_assert(type >= VEL_TABLE_COLUMN_TYPE_INT32 && type <= VEL_TABLE_COLUMN_TYPE_STR);
     const gint32 old_data_size = t->data_size;
     const gint32 old_row_size = t->row_size;
     vel_table_reserve_descriptors(t, n);

@@ -91,7 +91,9 @@ void vel_table_add_column(vel_table *t, const gchar *name, vel_table_column_type
 /// Appends columns of one type just as so many calls of vel_table_add_column() would, but copies
 /// the rows only once.
 /// @param n      number of columns; nothing happens when it is less than 1
-/// @param names  n texts as vel_table_add_column() takes them, borrowed
+/// @param names  n texts as vel_table_add_column() takes them, copied (assertion "'name' should not
+///               be NULL" for each)
+/// @param type   of all of them, one of the four types, else an assertion fails
 void vel_table_add_columns(vel_table *t, gint32 n, const gchar *const *names,
                            vel_table_column_type type);
 

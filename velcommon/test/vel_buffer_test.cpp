@@ -85,7 +85,7 @@ TEST_F(VelBuffer, GrowthStartsFromTheStorageNotFromTheLength)
     EXPECT_EQ(b.reserved, 512U);
 }
 
-TEST_F(VelBuffer, AppendOf128ToAFreshOneFillsIt)
+TEST_F(VelBuffer, GrowthToAPowerOfTwoIsNotRoundedFurther)
 {
     fill(1);
     fill(128);
@@ -248,6 +248,15 @@ TEST_F(VelBuffer, SetLengthBelowTheStorageKeepsIt)
     EXPECT_EQ(content().substr(0, 3), "abc");
 }
 
+TEST_F(VelBuffer, SetLengthDoesNotClearWhatBecomesContent)
+{
+    vel_buffer_append_str(&b, "abcdef");
+    vel_buffer_set_length(&b, 2);
+    EXPECT_EQ(content(), "ab");
+    vel_buffer_set_length(&b, 6);
+    EXPECT_EQ(content(), "abcdef");
+}
+
 TEST_F(VelBuffer, SetLengthOfTheStorageKeepsAPowerOfTwo)
 {
     vel_buffer_set_length(&b, 128);
@@ -321,6 +330,45 @@ TEST_F(VelBuffer, Utf16ThatOutgrowsTheStorageAsUtf8Grows)
     EXPECT_EQ(length(), 150U);
     EXPECT_EQ(b.reserved, 256U);
     EXPECT_EQ(content().substr(147), "\xe2\x82\xac");
+}
+
+TEST_F(VelBuffer, ConversionThatFillsAnOddStorageRoundsItUp)
+{
+    set_content("abc");
+    vel_buffer_set_reserved(&b, 6);
+    vel_buffer_utf8_to_utf16(&b);
+    EXPECT_EQ(content_utf16(), u"abc");
+    EXPECT_EQ(b.reserved, 16U);
+
+    vel_buffer_set_length(&b, 0);
+    vel_buffer_append_utf16(&b, utf16(u"a\u20ac"));
+    vel_buffer_set_reserved(&b, 4);
+    vel_buffer_utf16_to_utf8(&b);
+    EXPECT_EQ(content(), "a\xe2\x82\xac");
+    EXPECT_EQ(b.reserved, 16U);
+}
+
+TEST_F(VelBuffer, ConversionEndsAtTheFirstZero)
+{
+    vel_buffer_append(&b, "a\0b", 3);
+    vel_buffer_utf8_to_utf16(&b);
+    EXPECT_EQ(content_utf16(), u"a");
+
+    vel_buffer_append(&b, "\0\0b\0", 4);
+    vel_buffer_utf16_to_utf8(&b);
+    EXPECT_EQ(content(), "a");
+}
+
+TEST_F(VelBuffer, ConversionOfWhatIsNoTextLeavesNothing)
+{
+    set_content("abc\xff");
+    vel_buffer_utf8_to_utf16(&b);
+    EXPECT_EQ(length(), 0U);
+
+    static constexpr gunichar2 half_of_a_pair[] = {'a', 0xd83d, 0};
+    vel_buffer_append_utf16(&b, half_of_a_pair);
+    vel_buffer_utf16_to_utf8(&b);
+    EXPECT_EQ(length(), 0U);
 }
 
 TEST_F(VelBuffer, OddByteAtTheEndOfUtf16IsLeftOut)

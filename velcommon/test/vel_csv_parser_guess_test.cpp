@@ -140,7 +140,10 @@ TEST(VelCsvParserGuessSeparator, ErrorAlreadySetYieldsTheComma)
     Guess guess("a;b\nc;d\n");
     g_set_error_literal(&guess.error, G_IO_ERROR, G_IO_ERROR_FAILED, "earlier");
     EXPECT_EQ(guess.separator(), ',');
+    EXPECT_EQ(guess.probe(';'), 0.0f);
     EXPECT_EQ(guess.message(), "earlier");
+    EXPECT_EQ(guess.position(), CsvPosition(0, 0));
+    EXPECT_EQ(guess.parser.separator, ',');
 }
 
 TEST(VelCsvParserGuessSeparator, NullErrorAddressIsAllowed)
@@ -227,6 +230,8 @@ TEST(VelCsvParserGuessHeaders, FieldThatBeginsWithANumberIsNumeric)
     EXPECT_TRUE(headers_of("a\n12abc\n"));
     EXPECT_TRUE(headers_of("a\n -5\n"));
     EXPECT_TRUE(headers_of("a\n+7\n"));
+    EXPECT_TRUE(headers_of("a\n99999999999999999999999\n"));
+    EXPECT_FALSE(headers_of("a\n.5\n"));
     EXPECT_FALSE(headers_of("a\nabc12\n"));
     EXPECT_FALSE(headers_of("a\n-\n"));
     EXPECT_FALSE(headers_of("a\n \n"));

@@ -281,3 +281,79 @@ TEST(VelCsvParserPositionDeathTest, OffsetOutsideAFilesBlockEndsTheProgram)
     file.vanish();
     VEL_EXPECT_FATAL(reader.go_to({1, 11}), FAILED_OFFSET);
 }
+
+TEST(VelCsvParserRestore, RestoresWhatSetOffsetDoes)
+{
+    const CsvTempFile file(csv_filler(CSV_BLOCK + 10));
+    CsvReader reader;
+    reader.open(file);
+    for (const auto &[block, offset] : {CsvPosition{1, 10}, {0, 5}, {1, 0}, {0, CSV_BLOCK}}) {
+        vel_csv_parser_restore_offset(&reader.parser, block, offset, &reader.error);
+        ASSERT_EQ(reader.error, nullptr);
+        EXPECT_EQ(reader.parser.block, block);
+        EXPECT_EQ(reader.parser.pos - reader.parser.buffer, offset);
+    }
+}
+
+TEST(VelCsvParserRestore, BlockThatHasBecomeShorterIsAnErrorAtItsEnd)
+{
+    const CsvTempFile file(csv_filler(CSV_BLOCK + 10));
+    CsvReader reader;
+    reader.open(file);
+    file.write(csv_filler(CSV_BLOCK + 4));
+    vel_csv_parser_restore_offset(&reader.parser, 1, 5, &reader.error);
+    ASSERT_TRUE(g_error_matches(reader.error, VEL_CSV_PARSER_QUARK, VEL_CSV_PARSER_ERROR_SHORTER));
+    EXPECT_STREQ(reader.error->message, "The file has become shorter since it was opened");
+    EXPECT_EQ(reader.parser.pos, reader.parser.buffer_end);
+    EXPECT_EQ(reader.parser.buffer_len, 4u);
+    g_clear_error(&reader.error);
+    vel_csv_parser_restore_offset(&reader.parser, 1, 4, &reader.error);
+    EXPECT_EQ(reader.error, nullptr);
+}
+
+TEST(VelCsvParserRestore, WithAnErrorAlreadySetNothingMoves)
+{
+    const CsvTempFile file(csv_filler(CSV_BLOCK + 10));
+    CsvReader reader;
+    reader.open(file);
+    g_set_error_literal(&reader.error, G_IO_ERROR, 0, "earlier");
+    vel_csv_parser_restore_offset(&reader.parser, 1, 5, &reader.error);
+    EXPECT_EQ(reader.parser.block, 0);
+    vel_csv_parser_restore_offset(&reader.parser, 1, 500, nullptr);
+    EXPECT_EQ(reader.parser.block, 1) << "null ignores the error";
+}
+
+TEST(VelCsvParserRestoreDeathTest, NegativePositionsStayAProgrammingError)
+{
+    CsvReader reader("a,b\n");
+    VEL_EXPECT_FATAL(vel_csv_parser_restore_offset(&reader.parser, -1, 0, nullptr), FAILED_BLOCK);
+    VEL_EXPECT_FATAL(vel_csv_parser_restore_offset(&reader.parser, 0, -1, nullptr), FAILED_OFFSET);
+    VEL_EXPECT_FATAL(vel_csv_parser_restore_offset(&reader.parser, 0, 9, nullptr), FAILED_OFFSET);
+}
+
+TEST(VelCsvParserCheckSize, OnlyAFileThatHasLostBytesFails)
+{
+    const CsvTempFile file("a,b\nc,d\n");
+    CsvReader reader;
+    reader.open(file);
+    for (const gint64 size : {-1, 0, 7, 8}) {
+        vel_csv_parser_check_size(&reader.parser, size, &reader.error);
+        EXPECT_EQ(reader.error, nullptr) << size;
+    }
+    g_set_error_literal(&reader.error, G_IO_ERROR, 0, "what the missing bytes looked like");
+    vel_csv_parser_check_size(&reader.parser, 8, &reader.error);
+    EXPECT_STREQ(reader.error->message, "what the missing bytes looked like");
+    vel_csv_parser_check_size(&reader.parser, 9, &reader.error);
+    EXPECT_TRUE(g_error_matches(reader.error, VEL_CSV_PARSER_QUARK, VEL_CSV_PARSER_ERROR_SHORTER));
+    vel_csv_parser_check_size(&reader.parser, 9, nullptr);
+}
+
+TEST(VelCsvParserCheckSize, TheReadingGoesOnUndisturbed)
+{
+    const CsvTempFile file(csv_filler(3 * CSV_BLOCK));
+    CsvReader reader;
+    reader.open(file);
+    const gint64 position = vel_csv_parser_get_file_position(&reader.parser);
+    vel_csv_parser_check_size(&reader.parser, 10, &reader.error);
+    EXPECT_EQ(vel_csv_parser_get_file_position(&reader.parser), position);
+}

@@ -291,6 +291,22 @@ TEST(VelCsvParserReadBlocks, FieldOverSeveralBlocksComesOutWhole)
     }
 }
 
+#ifndef _WIN32
+TEST(VelCsvParserReadBlocks, BlockThatConvertsToNothingEndsTheFieldAndTheRecord)
+{
+    // A block of nothing but switches between character sets.
+    std::string switches = "\x1B$(D\x1B$(D";
+    while (switches.size() < CSV_BLOCK)
+        switches += "\x1B(B";
+    ASSERT_EQ(switches.size(), CSV_BLOCK);
+    const CsvTempFile file(csv_filler(CSV_BLOCK - 2) + "ab" + switches + "cd,e\n");
+    CsvReader reader;
+    reader.open(file, ',', "ISO-2022-JP-2");
+    reader.go_to({0, static_cast<gint32>(CSV_BLOCK) - 2});
+    EXPECT_EQ(read_records(reader), Records({{"ab"}, {"cd", "e"}}));
+}
+#endif
+
 TEST(VelCsvParserReadZero, ZeroInTheTextEndsTheDataForGood)
 {
     const CsvTempFile file(CSV_BYTES("ab\0cd"));
@@ -383,12 +399,32 @@ TEST(VelCsvParserReadLimits, LongerFieldIsAnErrorAndTakesNoMemory)
     EXPECT_EQ(huge.reader.parser.field.end - huge.reader.parser.field.data, 0);
 }
 
+TEST(VelCsvParserReadLimits, ByteMoreThanTheLargestLengthIsAnErrorToo)
+{
+    HugeField huge(VEL_CSV_PARSER_FIELD_MAX - 1);
+    vel_csv_parser_part_append_byte(&huge.part, 'x');
+    EXPECT_EQ(huge.reader.message(), "");
+    vel_csv_parser_part_append_byte(&huge.part, 'y');
+    EXPECT_EQ(huge.reader.message(), "Field longer than 2147483647 bytes");
+    EXPECT_EQ(huge.reader.parser.field.end - huge.reader.parser.field.data, 1);
+}
+
 TEST(VelCsvParserReadLimits, LengthOfAFieldThatIsOnlyCountedHasNoLimit)
 {
     HugeField huge(VEL_CSV_PARSER_FIELD_MAX - 2);
     huge.part.keep = false;
     vel_csv_parser_part_append(&huge.part, "xyz", 3);
     EXPECT_EQ(huge.reader.message(), "");
+}
+
+TEST(VelCsvParserReadLimits, RecordHasRoomForAsManyFieldsAsItsCountCanTell)
+{
+    CsvReader reader;
+    EXPECT_TRUE(vel_csv_parser_has_room(G_MAXINT32 - 1, &reader.error));
+    EXPECT_EQ(reader.message(), "");
+    EXPECT_FALSE(vel_csv_parser_has_room(G_MAXINT32, &reader.error));
+    EXPECT_TRUE(reader.failed_with(G_IO_ERROR, G_IO_ERROR_MESSAGE_TOO_LARGE));
+    EXPECT_EQ(reader.message(), "Record of more than 2147483647 fields");
 }
 
 TEST(VelCsvParserReadStop, RaisedFlagCancelsAtTheNextBlock)

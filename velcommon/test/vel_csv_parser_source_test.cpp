@@ -1,5 +1,4 @@
-// The parser's life, how a file begins (encoding, mark, separator), its blocks and conversions, and
-// positions in it.
+// The parser's life and how a source begins: the file, the encoding and its mark, the separator.
 #include "vel_csv_parser_test_support.h"
 #include "vel_utils_stream.h"
 
@@ -9,22 +8,6 @@ namespace
 {
 
 const CsvField NOTHING;
-
-std::string ansi_charset()
-{
-    const char *name = nullptr;
-    g_get_charset(&name);
-    return name;
-}
-
-// ASCII text as UTF-16, without a mark.
-std::string utf16(const std::string &text, bool big_endian)
-{
-    std::string units;
-    for (const char byte : text)
-        units += big_endian ? std::string(1, '\0') + byte : byte + std::string(1, '\0');
-    return units;
-}
 
 // How a file was taken.
 struct Taken {
@@ -129,6 +112,18 @@ TEST(VelCsvParserContent, ReplacesAFileAndKeepsTheSeparator)
     EXPECT_EQ(reader.read(), CsvRecord({"c", "d"}));
 }
 
+TEST(VelCsvParserContent, ReplacesAFileThatWasReadFurther)
+{
+    const CsvTempFile file(csv_filler(2 * CSV_BLOCK));
+    CsvReader reader;
+    reader.open(file);
+    reader.go_to({1, 4});
+    reader.set_text("c,d\n");
+    EXPECT_EQ(reader.position(), CsvPosition(0, 0));
+    EXPECT_EQ(reader.read(), CsvRecord({"c", "d"}));
+    EXPECT_EQ(reader.position(), CsvPosition(0, 4));
+}
+
 TEST(VelCsvParserContent, IsReplacedByAFileAndByAnotherFile)
 {
     const CsvTempFile first("a,b\n" + csv_filler(2 * CSV_BLOCK));
@@ -176,6 +171,41 @@ TEST(VelCsvParserFile, ErrorAlreadySetStillTakesTheStreamOver)
     EXPECT_EQ(reader.parser.file, stream);
 }
 
+TEST(VelCsvParserFile, ErrorAlreadySetReadsNoBlock)
+{
+    const CsvTempFile file("a,b\n" + csv_filler(CSV_BLOCK));
+    CsvReader reader;
+    reader.open(file);
+    g_set_error_literal(&reader.error, G_IO_ERROR, G_IO_ERROR_FAILED, "earlier");
+    vel_csv_parser_read_block(&reader.parser, &reader.error);
+    EXPECT_EQ(reader.message(), "earlier");
+    EXPECT_EQ(reader.parser.buffer_len, CSV_BLOCK);
+    EXPECT_EQ(vel_csv_parser_get_file_position(&reader.parser), gint64{CSV_BLOCK});
+}
+
+TEST(VelCsvParserFile, HasAConverterAlsoWhereItIsNotNeeded)
+{
+    const CsvTempFile file("a,b\n");
+    for (const char *const encoding : {"UTF-8", static_cast<const char *>(nullptr)}) {
+        CsvReader reader;
+        reader.open(file, ',', encoding);
+        EXPECT_NE(reader.parser.converter, nullptr);
+    }
+}
+
+TEST(VelCsvParserFile, BlockIsFollowedByAZeroByte)
+{
+    const CsvTempFile file(csv_filler(CSV_BLOCK) + "ab");
+    CsvReader reader;
+    reader.open(file);
+    for (const gint32 block : {0, 1}) {
+        reader.go_to({block, 0});
+        EXPECT_EQ(reader.parser.buffer_len, block == 0 ? CSV_BLOCK : 2);
+        EXPECT_EQ(reader.parser.buffer_end, reader.parser.buffer + reader.parser.buffer_len);
+        EXPECT_EQ(*reader.parser.buffer_end, '\0');
+    }
+}
+
 TEST(VelCsvParserFile, NullErrorAddressIsAllowed)
 {
     const CsvTempFile file("a|b\nc|d\n");
@@ -189,7 +219,7 @@ TEST(VelCsvParserFile, NullErrorAddressIsAllowed)
 
 TEST(VelCsvParserFile, ParsersOwnEncodingNameMayBeGivenAgain)
 {
-    const CsvTempFile file(utf16("a,b\n", false));
+    const CsvTempFile file(csv_utf16("a,b\n", false));
     CsvReader reader;
     reader.open(file, ',', "UTF-16LE");
     reader.open(file, ',', reader.parser.encoding);
@@ -237,17 +267,30 @@ TEST(VelCsvParserDetection, FirstProbeStartsBehindTheMark)
     EXPECT_EQ(vel_csv_parser_guess_separator(&reader.parser, &reader.error), ',');
 }
 
+TEST(VelCsvParserDetection, MarkOfThePreviousFileIsForgotten)
+{
+    const CsvTempFile marked("\xEF\xBB\xBF"
+                             "a,b\n");
+    const CsvTempFile plain("c,d\n");
+    CsvReader reader;
+    reader.open(marked, ',', nullptr);
+    EXPECT_EQ(reader.parser.bom_len, 3);
+    reader.open(plain, ',', nullptr);
+    EXPECT_EQ(reader.parser.bom_len, 0);
+    EXPECT_EQ(reader.read(), CsvRecord({"c", "d"}));
+}
+
 TEST(VelCsvParserDetection, Utf16MarksDecide)
 {
-    EXPECT_EQ(taken("\xFE\xFF" + utf16("a,b\n", true), nullptr),
+    EXPECT_EQ(taken("\xFE\xFF" + csv_utf16("a,b\n", true), nullptr),
               (Taken{"UTF-16BE", 2, CsvPosition(0, 2)}));
-    EXPECT_EQ(taken("\xFF\xFE" + utf16("a,b\n", false), nullptr),
+    EXPECT_EQ(taken("\xFF\xFE" + csv_utf16("a,b\n", false), nullptr),
               (Taken{"UTF-16LE", 2, CsvPosition(0, 2)}));
 }
 
 TEST(VelCsvParserDetection, SkippingAUtf16MarkLandsInsideItsConvertedForm)
 {
-    const CsvTempFile file("\xFF\xFE" + utf16("a,b\n", false));
+    const CsvTempFile file("\xFF\xFE" + csv_utf16("a,b\n", false));
     CsvReader reader;
     reader.open(file, ',', nullptr);
     EXPECT_EQ(reader.read(), CsvRecord({"\xBF"
@@ -257,10 +300,10 @@ TEST(VelCsvParserDetection, SkippingAUtf16MarkLandsInsideItsConvertedForm)
 
 TEST(VelCsvParserDetection, WithoutAMarkTheAnsiSetIsTaken)
 {
-    const Taken ansi = {ansi_charset(), 0, CsvPosition(0, 0)};
+    const Taken ansi = {csv_ansi_charset(), 0, CsvPosition(0, 0)};
     EXPECT_EQ(taken("a,b\n", nullptr), ansi);
     EXPECT_EQ(taken("a", nullptr), ansi);
-    EXPECT_EQ(taken(utf16("a,b\n", false), nullptr), ansi) << "the content is not looked at";
+    EXPECT_EQ(taken(csv_utf16("a,b\n", false), nullptr), ansi) << "the content is not looked at";
 }
 
 TEST(VelCsvParserDetection, EmptyFileHasTheAnsiSetAndNoRecord)
@@ -270,7 +313,7 @@ TEST(VelCsvParserDetection, EmptyFileHasTheAnsiSetAndNoRecord)
         CsvReader reader;
         reader.open(file, separator, nullptr);
         EXPECT_EQ(reader.message(), "");
-        EXPECT_EQ(reader.parser.encoding, ansi_charset());
+        EXPECT_EQ(reader.parser.encoding, csv_ansi_charset());
         EXPECT_EQ(reader.parser.buffer_len, 0u);
         EXPECT_EQ(reader.parser.separator, ',');
         EXPECT_EQ(reader.read(), CsvRecord());
@@ -288,7 +331,7 @@ TEST(VelCsvParserDetection, PartOfAMarkIsNoMark)
         // it.
         reader.open(file, ',', nullptr);
         g_clear_error(&reader.error);
-        EXPECT_EQ(reader.parser.encoding, ansi_charset());
+        EXPECT_EQ(reader.parser.encoding, csv_ansi_charset());
         EXPECT_EQ(reader.parser.bom_len, 0);
     }
 }
@@ -302,8 +345,8 @@ TEST(VelCsvParserGivenEncoding, Utf8MarkMustBeWhole)
 
 TEST(VelCsvParserGivenEncoding, Utf16NamesLookForTheOtherOrdersMark)
 {
-    const std::string big = "\xFE\xFF" + utf16("a,b\n", true);
-    const std::string little = "\xFF\xFE" + utf16("a,b\n", false);
+    const std::string big = "\xFE\xFF" + csv_utf16("a,b\n", true);
+    const std::string little = "\xFF\xFE" + csv_utf16("a,b\n", false);
     EXPECT_EQ(taken(big, "UTF-16BE"), (Taken{"UTF-16BE", 0, CsvPosition(0, 0)}));
     EXPECT_EQ(taken(little, "UTF-16BE"), (Taken{"UTF-16BE", 2, CsvPosition(0, 2)}));
     EXPECT_EQ(taken(big, "UTF-16LE"), (Taken{"UTF-16LE", 2, CsvPosition(0, 2)}));
@@ -312,7 +355,7 @@ TEST(VelCsvParserGivenEncoding, Utf16NamesLookForTheOtherOrdersMark)
 
 TEST(VelCsvParserGivenEncoding, OwnUtf16MarkStaysInTheText)
 {
-    const CsvTempFile file("\xFE\xFF" + utf16("a,b\n", true));
+    const CsvTempFile file("\xFE\xFF" + csv_utf16("a,b\n", true));
     CsvReader reader;
     reader.open(file, ',', "UTF-16BE");
     EXPECT_EQ(reader.read(), CsvRecord({"\xEF\xBB\xBF"
@@ -322,7 +365,7 @@ TEST(VelCsvParserGivenEncoding, OwnUtf16MarkStaysInTheText)
 
 TEST(VelCsvParserGivenEncoding, SecondParserGivenTheDetectedNameFindsNoMark)
 {
-    const CsvTempFile file("\xFF\xFE" + utf16("a;b\nc;d\n", false));
+    const CsvTempFile file("\xFF\xFE" + csv_utf16("a;b\nc;d\n", false));
     CsvReader first;
     first.open(file, 0, nullptr);
     EXPECT_EQ(first.parser.bom_len, 2);
@@ -357,6 +400,7 @@ TEST(VelCsvParserGivenEncoding, UnknownNameIsReported)
     EXPECT_TRUE(reader.failed_with(G_IO_ERROR, 0));
     EXPECT_EQ(reader.message(), "Unknown encoding: no-such-set");
     EXPECT_STREQ(reader.parser.encoding, "no-such-set");
+    EXPECT_EQ(reader.parser.buffer_len, 3u) << "no more than the place of a mark is read";
 }
 
 TEST(VelCsvParserGivenEncoding, ParserOfAnUnknownEncodingStaysUsable)
@@ -372,134 +416,3 @@ TEST(VelCsvParserGivenEncoding, ParserOfAnUnknownEncodingStaysUsable)
     reader.open(file);
     EXPECT_EQ(reader.read(), CsvRecord({"x"}));
 }
-
-TEST(VelCsvParserConversion, FailureKeepsTheTextBeforeIt)
-{
-    const CsvTempFile file("a,b\nc\x80,d\n");
-    CsvReader reader;
-    reader.open(file, ',', "US-ASCII");
-    EXPECT_TRUE(reader.failed_with(G_IO_ERROR, 0));
-    EXPECT_EQ(reader.message(), "Error decoding text from US-ASCII");
-    g_clear_error(&reader.error);
-    EXPECT_EQ(reader.position(), CsvPosition(0, 0));
-    EXPECT_EQ(reader.read(), CsvRecord({"a", "b"}));
-    EXPECT_EQ(reader.read(), CsvRecord({"c"}));
-    reader.go_to({0, 2});
-    EXPECT_EQ(reader.message(), "") << "the block is not read again";
-    EXPECT_EQ(reader.read(), CsvRecord({"b"}));
-}
-
-TEST(VelCsvParserConversion, FailureInALaterBlockStopsTheRecordThere)
-{
-    // The block ends inside the field "bb", which is lost.
-    const CsvTempFile file(csv_filler(CSV_BLOCK - 4) + "a,bb" + "bb\x80\n");
-    CsvReader reader;
-    reader.open(file, ',', "US-ASCII");
-    EXPECT_EQ(reader.message(), "");
-    reader.go_to({0, static_cast<gint32>(CSV_BLOCK) - 4});
-    EXPECT_EQ(reader.read(), CsvRecord({"a"}));
-    EXPECT_EQ(reader.count, 1);
-    EXPECT_EQ(reader.message(), "Error decoding text from US-ASCII");
-    EXPECT_EQ(reader.parser.block, 1);
-    EXPECT_EQ(reader.parser.buffer_len, 2u);
-}
-
-TEST(VelCsvParserConversion, FailureWhileThePositionIsAskedForIsDropped)
-{
-    const CsvTempFile file(csv_filler(CSV_BLOCK) + "ab\x80\n");
-    CsvReader reader;
-    reader.open(file, ',', "US-ASCII");
-    reader.go_to({0, static_cast<gint32>(CSV_BLOCK)});
-    EXPECT_EQ(reader.position(), CsvPosition(1, 0));
-    EXPECT_EQ(reader.read(), CsvRecord({"ab"}));
-    EXPECT_EQ(reader.message(), "");
-}
-
-TEST(VelCsvParserConversion, FailureWhileAPositionIsRestoredIsReported)
-{
-    const CsvTempFile file(csv_filler(CSV_BLOCK) + "ab\x80\n");
-    CsvReader reader;
-    reader.open(file, ',', "US-ASCII");
-    reader.go_to({1, 4000});
-    EXPECT_EQ(reader.message(), "Error decoding text from US-ASCII");
-    g_clear_error(&reader.error);
-    EXPECT_EQ(reader.position(), CsvPosition(1, 2));
-}
-
-TEST(VelCsvParserConversion, CharacterCutByABlocksEndFails)
-{
-    // A surrogate pair, half in each block.
-    const std::string filler = utf16(csv_filler(CSV_BLOCK / 2 - 1), false);
-    const CsvTempFile file(filler + CSV_BYTES("\x3D\xD8\x00\xDE\n\0"));
-    CsvReader reader;
-    reader.open(file, ',', "UTF-16LE");
-    EXPECT_EQ(reader.message(), "Error decoding text from UTF-16LE");
-}
-
-TEST(VelCsvParserConversion, CharacterCutInAUtf8FileComesOutWhole)
-{
-    const CsvTempFile file(csv_filler(CSV_BLOCK - 2) + "\xF0\x9F\x98\x80,b\n");
-    CsvReader reader;
-    reader.open(file);
-    reader.go_to({0, static_cast<gint32>(CSV_BLOCK - 2)});
-    EXPECT_EQ(reader.read(), CsvRecord({"\xF0\x9F\x98\x80", "b"}));
-}
-
-TEST(VelCsvParserConversion, Utf16OverSeveralBlocksKeepsItsPositions)
-{
-    const std::string text = csv_filler(CSV_BLOCK) + "last,one\n";
-    const CsvTempFile file(utf16(text, true));
-    CsvReader reader;
-    reader.open(file, ',', "UTF-16BE");
-    // A block holds half as many characters as raw bytes.
-    reader.go_to({2, 0});
-    EXPECT_EQ(reader.read(), CsvRecord({"last", "one"}));
-    reader.go_to({1, static_cast<gint32>(CSV_BLOCK / 2) - 2});
-    EXPECT_EQ(reader.read(), CsvRecord({"x"}));
-    EXPECT_EQ(reader.position(), CsvPosition(2, 0));
-}
-
-TEST(VelCsvParserConversion, BlockThatGrowsMostFitsItsBuffer)
-{
-    // U+FFxx: two raw bytes, three of UTF-8; ISO-8859-1's upper half: one raw byte, two of UTF-8.
-    const CsvTempFile file(std::string(CSV_BLOCK, '\xE9') + "\xE9\n");
-    CsvReader reader;
-    reader.open(file, ',', "ISO-8859-1");
-    EXPECT_EQ(reader.message(), "");
-    EXPECT_EQ(reader.parser.buffer_len, 2 * CSV_BLOCK);
-    EXPECT_EQ(reader.read()[0]->size(), 2 * CSV_BLOCK + 2);
-}
-
-#ifdef _WIN32
-TEST(VelCsvParserConversion, AnsiSetTakesEveryByteAsWindowsDoes)
-{
-    ASSERT_EQ(ansi_charset(), "CP1252");
-    const CsvTempFile file("\x80,\x81,\xE9\n");
-    for (const char *const encoding : {"CP1252", static_cast<const char *>(nullptr)}) {
-        CsvReader reader;
-        reader.open(file, ',', encoding);
-        EXPECT_EQ(reader.message(), "");
-        EXPECT_EQ(reader.read(), CsvRecord({"\xE2\x82\xAC", "\xC2\x81", "\xC3\xA9"}));
-    }
-}
-
-TEST(VelCsvParserConversion, AnsiBlockThatGrowsMostFitsItsBuffer)
-{
-    const CsvTempFile file(std::string(CSV_BLOCK, '\x80') + "\x80\n");
-    CsvReader reader;
-    reader.open(file, ',', "CP1252");
-    EXPECT_EQ(reader.parser.buffer_len, 3 * CSV_BLOCK);
-    EXPECT_EQ(reader.read()[0]->size(), 3 * CSV_BLOCK + 3);
-}
-#else
-TEST(VelCsvParserConversion, AnsiSetIsAnEncodingLikeOthersHere)
-{
-    const CsvTempFile file("\x80,\xE9\n");
-    CsvReader reader;
-    reader.open(file, ',', "CP1252");
-    EXPECT_EQ(reader.read(), CsvRecord({"\xE2\x82\xAC", "\xC3\xA9"}));
-    const CsvTempFile undefined("a\x81\n");
-    reader.open(undefined, ',', "CP1252");
-    EXPECT_EQ(reader.message(), "Error decoding text from CP1252");
-}
-#endif

@@ -358,3 +358,46 @@ TEST(VelCsvParserStream, SizeThatCannotBeToldIsMinusOne)
     stream.failing_seek = stream.seeks + 1;
     EXPECT_EQ(vel_csv_parser_get_file_size(&reader.parser), -1);
 }
+
+namespace
+{
+
+// Two records that reach into the second block, so that the way back to the start reads the first
+// one again.
+const std::string TWO_LONG_RECORDS =
+    "name\t\"" + std::string(CSV_BLOCK, 'x') + "\"\n1\t2\n" + std::string(CSV_BLOCK, 'y');
+
+} // namespace
+
+TEST(VelCsvParserStream, GuessThatFailsOnItsWayBackIsTheBestBeforeIt)
+{
+    FakeStream counted(TWO_LONG_RECORDS);
+    CsvReader reader;
+    open(reader, counted);
+    vel_csv_parser_probe_field_separator(&reader.parser, ',', &reader.error);
+    EXPECT_EQ(vel_csv_parser_probe_field_separator(&reader.parser, '\t', &reader.error), 0.75f);
+    EXPECT_EQ(reader.message(), "");
+
+    FakeStream stream(TWO_LONG_RECORDS);
+    CsvReader guess;
+    open(guess, stream);
+    stream.failing_read = counted.reads; // the last one of the second probe
+    EXPECT_EQ(vel_csv_parser_guess_separator(&guess.parser, &guess.error), ',');
+    EXPECT_EQ(guess.message(), g_strerror(EIO));
+    EXPECT_EQ(stream.reads, counted.reads);
+}
+
+TEST(VelCsvParserStream, HeadersThatFailOnTheWayBackAreNone)
+{
+    FakeStream counted(TWO_LONG_RECORDS);
+    CsvReader reader;
+    open(reader, counted, '\t');
+    EXPECT_TRUE(vel_csv_parser_guess_headers(&reader.parser, &reader.error));
+
+    FakeStream stream(TWO_LONG_RECORDS);
+    CsvReader guess;
+    open(guess, stream, '\t');
+    stream.failing_read = counted.reads;
+    EXPECT_FALSE(vel_csv_parser_guess_headers(&guess.parser, &guess.error));
+    EXPECT_EQ(guess.message(), g_strerror(EIO));
+}

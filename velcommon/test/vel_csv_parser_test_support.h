@@ -145,3 +145,20 @@ inline std::string csv_filler(size_t size)
         text += "x\n";
     return text;
 }
+
+/// The name of the system's ANSI character set.
+inline std::string csv_ansi_charset()
+{
+    const char *name = nullptr;
+    g_get_charset(&name);
+    return name;
+}
+
+/// ASCII text as UTF-16, without a mark.
+inline std::string csv_utf16(const std::string &text, bool big_endian)
+{
+    std::string units;
+    for (const char byte : text)
+        units += big_endian ? std::string(1, '\0') + byte : byte + std::string(1, '\0');
+    return units;
+}

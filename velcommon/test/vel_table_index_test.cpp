@@ -273,6 +273,20 @@ TEST(VelTableFind, LookedUpTextLeavesThePoolButForItsRoom)
     EXPECT_STREQ(vel_table_get_str(&table, 0, 0), "abc");
 }
 
+TEST(VelTableFind, TextLookedUpWithANumberLeavesThePoolButForItsRoom)
+{
+    VelTestTable table;
+    table.with_column("i", T_INT32).with_column("s", T_STR).with_rows(1);
+    const gint32 both[] = {0, 1};
+    vel_table_add_index_complex(&table, 2, both);
+    vel_table_set_str(&table, 0, 1, "abc");
+    EXPECT_EQ(vel_table_find_int32_str(&table, 0, 0, 1, "defghi"), -1);
+    EXPECT_EQ(table.strings_len, 5);
+    EXPECT_EQ(table.strings_reserved, 24);
+    EXPECT_EQ(vel_table_find_int32_str(&table, 0, 0, 1, "abc"), 0);
+    EXPECT_EQ(table.strings_len, 5);
+}
+
 TEST(VelTableAddIndex, ExistingRowsAreEnteredInRowOrder)
 {
     VelTestTable table;

@@ -1,4 +1,8 @@
 // vel_table: life, layout of rows, columns, number of rows and room for them.
+#include <algorithm>
+#include <cstddef>
+#include <iterator>
+
 #include "vel_table_internal.h"
 #include "vel_table_test_util.h"
 
@@ -42,6 +46,22 @@ TEST(VelTableTypes, NumbersAndWidthsAreFixed)
     EXPECT_EQ(COLUMN_SIZES[T_INT64], 8);
     EXPECT_EQ(COLUMN_SIZES[T_DOUBLE], 8);
     EXPECT_EQ(COLUMN_SIZES[T_STR], 8);
+}
+
+TEST(VelTableTypes, MembersLieInTheOrderThatCallersKnow)
+{
+    const size_t offsets[] = {
+        offsetof(vel_table, columns),     offsetof(vel_table, n_columns),
+        offsetof(vel_table, indexes),     offsetof(vel_table, n_indexes),
+        offsetof(vel_table, rows),        offsetof(vel_table, n),
+        offsetof(vel_table, reserved),    offsetof(vel_table, data_size),
+        offsetof(vel_table, row_size),    offsetof(vel_table, strings),
+        offsetof(vel_table, strings_len), offsetof(vel_table, strings_reserved)};
+    EXPECT_TRUE(std::is_sorted(std::begin(offsets), std::end(offsets)));
+    EXPECT_LT(offsetof(vel_table_column, type), offsetof(vel_table_column, name));
+    EXPECT_LT(offsetof(vel_table_column, name), offsetof(vel_table_column, offset));
+    EXPECT_LT(offsetof(vel_table_index, n_columns), offsetof(vel_table_index, columns));
+    EXPECT_LT(offsetof(vel_table_index, columns), offsetof(vel_table_index, hash_table));
 }
 
 static void vel_test_expect_empty(const vel_table *t)
@@ -353,6 +373,29 @@ TEST(VelTableDeathTest, ColumnOfUnknownTypeIsAnError)
         const auto type = static_cast<vel_table_column_type>(number);
         VEL_TABLE_EXPECT_ASSERTION(
             vel_table_add_column(&table, "a", type), "vel_table_add_column",
+            "type >= VEL_TABLE_COLUMN_TYPE_INT32 && type <= VEL_TABLE_COLUMN_TYPE_STR");
+    }
+}
+
+TEST(VelTableDeathTest, OneOfSeveralColumnsWithoutNameIsAnError)
+{
+    VelTestTable table;
+    for (const size_t without : {size_t{0}, size_t{1}, size_t{2}}) {
+        const gchar *names[] = {"a", "b", "c"};
+        names[without] = nullptr;
+        VEL_TABLE_EXPECT_NONNULL(vel_table_add_columns(&table, 3, names, T_STR),
+                                 "vel_table_add_columns", "name");
+    }
+}
+
+TEST(VelTableDeathTest, SeveralColumnsOfUnknownTypeAreAnError)
+{
+    VelTestTable table;
+    const gchar *const names[] = {"a", "b"};
+    for (const gint32 number : {-1, 4}) {
+        const auto type = static_cast<vel_table_column_type>(number);
+        VEL_TABLE_EXPECT_ASSERTION(
+            vel_table_add_columns(&table, 2, names, type), "vel_table_add_columns",
             "type >= VEL_TABLE_COLUMN_TYPE_INT32 && type <= VEL_TABLE_COLUMN_TYPE_STR");
     }
 }

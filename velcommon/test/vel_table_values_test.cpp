@@ -115,6 +115,18 @@ TEST(VelTableNull, ClearingTheFlagOfAValueLeavesIt)
     EXPECT_STREQ(vel_table_get_str(&table, 0, 3), "kept");
 }
 
+TEST(VelTableNull, CellWhoseFlagIsClearedComesLastAmongItsEqualsInTheIndex)
+{
+    VelTestTable table;
+    vel_test_make_typed(&table);
+    vel_table_add_index(&table, 0);
+    EXPECT_EQ(vel_table_find_int32(&table, 0, 0), 0);
+    vel_table_set_null(&table, 0, 0, FALSE);
+    EXPECT_EQ(vel_table_find_int32(&table, 0, 0), 2); // The last entry fills the gap.
+    vel_table_set_null(&table, 2, 0, FALSE);
+    EXPECT_EQ(vel_table_find_int32(&table, 0, 0), 0);
+}
+
 TEST(VelTableNull, EverySetterClearsTheFlag)
 {
     VelTestTable table;

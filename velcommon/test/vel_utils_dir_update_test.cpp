@@ -58,6 +58,29 @@ struct VelUtilsDirUpdate : vel_utils_file_fixture {
         g_dir_close(dir);
         return all;
     }
+
+    // Ten files in the source, and in the target ten older ones.
+    void make_ten() const
+    {
+        for (int i = 0; i < 10; i++) {
+            const std::string name = std::to_string(i);
+            make_file("source/" + name, "new");
+            make_file("target/" + name, "as it was");
+            set_time("target/" + name, SECOND);
+        }
+    }
+
+    // What is listed before an entry was copied; all others are as they were.
+    void expect_work_ended_at(const std::string &at, const std::string &at_content) const
+    {
+        bool is_reached = true;
+        for (const std::string &name : names("source")) {
+            is_reached = is_reached && name != at;
+            const char *const other = is_reached ? "new" : "as it was";
+            EXPECT_EQ(content("target/" + name), name == at ? at_content : other) << name;
+        }
+        EXPECT_FALSE(is_reached);
+    }
 };
 
 std::string entry_path(const char *folder, const char *name)
@@ -226,13 +249,20 @@ TEST_F(VelUtilsDirUpdate, AFileWhereAFolderIsWantedIsAnError)
     EXPECT_EQ(content("target/name"), "as it was");
 }
 
-TEST_F(VelUtilsDirUpdate, AFolderWhereAFileIsWantedIsAnError)
+TEST_F(VelUtilsDirUpdate, AFolderWhereAFileIsWantedIsAnErrorAndWhatWasNotReachedStays)
 {
-    make_file("source/name");
-    make_folder("target/name");
+    make_ten();
+    ASSERT_EQ(g_remove(path("target/5").c_str()), 0);
+    make_folder("target/5");
+    make_file("target/5/own", "own");
     EXPECT_FALSE(update());
-    ASSERT_NE(error, nullptr);
-    EXPECT_TRUE(g_error_matches(error, G_FILE_ERROR, G_FILE_ERROR_FAILED));
+#ifdef _WIN32
+    expect_error(G_FILE_ERROR, G_FILE_ERROR_FAILED, system_message(ERROR_ACCESS_DENIED));
+#else
+    expect_error(G_FILE_ERROR, G_FILE_ERROR_FAILED, system_message(EISDIR));
+#endif
+    expect_work_ended_at("5", "missing"); // As a file.
+    EXPECT_EQ(content("target/5/own"), "own");
 }
 
 TEST_F(VelUtilsDirUpdate, ALinkToAFolderInTheSourceIsLeftOut)
@@ -290,66 +320,36 @@ TEST_F(VelUtilsDirUpdate, AFileThatVanishesMeanwhileIsAnErrorOfTheCopy)
 
 #ifdef _WIN32
 
-namespace
+// Whether a target may be overwritten that is read-only is for the system to say, and not every one
+// holds its superuser to it.
+TEST_F(VelUtilsDirUpdate, AReadOnlySourceIsCopiedWithItsAttribute)
 {
-
-// Ten files in the source, and in the target ten older ones.
-void make_ten(const VelUtilsDirUpdate &test)
-{
-    for (int i = 0; i < 10; i++) {
-        const std::string name = std::to_string(i);
-        test.make_file("source/" + name, "new");
-        test.make_file("target/" + name, "as it was");
-        test.set_time("target/" + name, SECOND);
-    }
-}
-
-void expect_work_ended_at(const VelUtilsDirUpdate &test, const std::string &at)
-{
-    bool is_reached = true;
-    for (const std::string &name : test.names("source")) {
-        is_reached = is_reached && name != at;
-        EXPECT_EQ(test.content("target/" + name), is_reached ? "new" : "as it was");
-    }
-    EXPECT_FALSE(is_reached);
-}
-
-} // namespace
-
-TEST_F(VelUtilsDirUpdate, AReadOnlyTargetIsAnErrorAndWhatWasNotReachedStays)
-{
-    make_ten(*this);
-    const std::wstring target = wide(path("target/5"));
-    ASSERT_TRUE(SetFileAttributesW(target.c_str(), FILE_ATTRIBUTE_READONLY));
-    // Not every system holds its superuser to it.
-    if (update()) {
-        EXPECT_EQ(content("target/5"), "new");
-    } else {
-        expect_copy_error("5", ERROR_ACCESS_DENIED);
-        expect_work_ended_at(*this, "5");
-    }
-    ASSERT_TRUE(SetFileAttributesW(target.c_str(), FILE_ATTRIBUTE_NORMAL));
+    make_file("source/a", "a");
+    ASSERT_TRUE(SetFileAttributesW(wide(path("source/a")).c_str(), FILE_ATTRIBUTE_READONLY));
+    expect_update();
+    EXPECT_EQ(content("target/a"), "a");
+    EXPECT_NE(GetFileAttributesW(wide(path("target/a")).c_str()) & FILE_ATTRIBUTE_READONLY, 0U);
 }
 
 TEST_F(VelUtilsDirUpdate, AFileInUseIsAnErrorAndWhatWasNotReachedStays)
 {
-    make_ten(*this);
+    make_ten();
     const HANDLE source = open_handle("source/5", GENERIC_READ | GENERIC_WRITE, 0);
     ASSERT_NE(source, INVALID_HANDLE_VALUE);
     EXPECT_FALSE(update());
     expect_error(G_FILE_ERROR, G_FILE_ERROR_FAILED, system_message(ERROR_SHARING_VIOLATION));
     CloseHandle(source);
-    expect_work_ended_at(*this, "5");
+    expect_work_ended_at("5", "as it was");
 }
 
 TEST_F(VelUtilsDirUpdate, ATargetThatOthersReadIsAnErrorOfTheCopy)
 {
-    make_ten(*this);
+    make_ten();
     const HANDLE target = open_handle("target/5", GENERIC_READ, FILE_SHARE_READ);
     ASSERT_NE(target, INVALID_HANDLE_VALUE);
     EXPECT_FALSE(update());
     expect_copy_error("5", ERROR_SHARING_VIOLATION);
-    expect_work_ended_at(*this, "5");
+    expect_work_ended_at("5", "as it was");
     CloseHandle(target);
 }
 
@@ -357,21 +357,13 @@ TEST_F(VelUtilsDirUpdate, ATargetThatOthersReadIsAnErrorOfTheCopy)
 
 TEST_F(VelUtilsDirUpdate, AReadOnlyTargetIsAnErrorAndWhatWasNotReachedStays)
 {
-    for (int i = 0; i < 10; i++) {
-        make_file("source/" + std::to_string(i), "new");
-        make_file("target/" + std::to_string(i), "as it was");
-        set_time("target/" + std::to_string(i), SECOND);
-    }
+    make_ten();
     ASSERT_EQ(g_chmod(path("target/5").c_str(), 0444), 0);
     vel_test_bow_to_permissions();
     EXPECT_FALSE(update());
     expect_copy_error("5", EACCES);
     vel_test_rise_above_permissions();
-    bool is_reached = true;
-    for (const std::string &name : names("source")) {
-        is_reached = is_reached && name != "5";
-        EXPECT_EQ(content("target/" + name), is_reached ? "new" : "as it was");
-    }
+    expect_work_ended_at("5", "as it was");
 }
 
 TEST_F(VelUtilsDirUpdate, AFileThatMayNotBeReadIsAnError)

@@ -242,14 +242,30 @@ TEST_F(VelUtilsFileCopy, AFileOverItselfIsAnErrorAndKeepsTheFile)
 
 TEST_F(VelUtilsFileCopy, FoldersAreErrors)
 {
+#ifdef _WIN32
+    static constexpr gint folder_number = ERROR_ACCESS_DENIED;
+#else
+    static constexpr gint folder_number = EISDIR;
+#endif
     make_file("source");
     make_folder("folder");
-    EXPECT_FALSE(copy("folder", "target"));
-    ASSERT_TRUE(g_error_matches(error, G_IO_ERROR, 0));
-    g_clear_error(&error);
-    EXPECT_FALSE(copy("source", "folder"));
-    ASSERT_TRUE(g_error_matches(error, G_IO_ERROR, 0));
+    make_file("folder/own", "own");
+    expect_failure("folder", "target", folder_number);
     EXPECT_FALSE(exists("target"));
+    expect_failure("source", "folder", folder_number);
+    EXPECT_EQ(content("folder/own"), "own");
+}
+
+TEST_F(VelUtilsFileCopy, AFileAsTheTargetsFolderIsAnError)
+{
+    make_file("source");
+    make_file("file", "as it was");
+#ifdef _WIN32
+    expect_failure("source", "file/target", ERROR_PATH_NOT_FOUND);
+#else
+    expect_failure("source", "file/target", ENOTDIR);
+#endif
+    EXPECT_EQ(content("file"), "as it was");
 }
 
 TEST_F(VelUtilsFileCopy, PathsThatAreNoneAreErrors)
@@ -264,6 +280,21 @@ TEST_F(VelUtilsFileCopy, PathsThatAreNoneAreErrors)
 }
 
 #ifdef _WIN32
+
+TEST_F(VelUtilsFileUpToDate, AFileWhoseTimeCannotBeReadIsAnError)
+{
+    // The null device can be opened, but was never written.
+    const HANDLE null = CreateFileW(L"NUL", GENERIC_READ, 7, nullptr, OPEN_EXISTING, 0, nullptr);
+    FILETIME time;
+    ASSERT_FALSE(GetFileTime(null, nullptr, nullptr, &time));
+    const gint number = static_cast<gint>(GetLastError());
+    CloseHandle(null);
+    make_file("readable");
+    EXPECT_FALSE(vel_utils_file_up_to_date("NUL", path("readable").c_str(), &error));
+    expect_error(G_IO_ERROR, 0, system_error(number));
+    EXPECT_FALSE(vel_utils_file_up_to_date(path("readable").c_str(), "NUL", &error));
+    expect_error(G_IO_ERROR, 0, system_error(number));
+}
 
 TEST_F(VelUtilsFileUpToDate, AFileThatIsWrittenToOrKeptIsAnError)
 {
@@ -299,20 +330,14 @@ TEST_F(VelUtilsFileCopy, FilesInUseAreErrors)
     EXPECT_EQ(content("target"), "as it was");
 }
 
-TEST_F(VelUtilsFileCopy, AReadOnlyTargetIsAnError)
+// Whether a target may be overwritten that is read-only is for the system to say, and not every one
+// holds its superuser to it.
+TEST_F(VelUtilsFileCopy, AReadOnlySourceIsCopiedWithItsAttribute)
 {
     make_file("source", "new");
-    make_file("target", "as it was");
-    const std::wstring target = wide(path("target"));
-    ASSERT_TRUE(SetFileAttributesW(target.c_str(), FILE_ATTRIBUTE_READONLY));
-    // Not every system holds its superuser to it.
-    if (copy("source", "target")) {
-        EXPECT_EQ(content("target"), "new");
-    } else {
-        expect_error(G_IO_ERROR, 0, system_error(ERROR_ACCESS_DENIED));
-        EXPECT_EQ(content("target"), "as it was");
-    }
-    ASSERT_TRUE(SetFileAttributesW(target.c_str(), FILE_ATTRIBUTE_NORMAL));
+    ASSERT_TRUE(SetFileAttributesW(wide(path("source")).c_str(), FILE_ATTRIBUTE_READONLY));
+    expect_copy("source", "target");
+    EXPECT_NE(GetFileAttributesW(wide(path("target")).c_str()) & FILE_ATTRIBUTE_READONLY, 0U);
 }
 
 #else

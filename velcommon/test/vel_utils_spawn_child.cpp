@@ -3,6 +3,9 @@
 // so that a thousand of it start quickly.
 //   args ...   writes all further arguments in brackets, one to a line
 //   line       writes its whole command line (Windows)
+//   pipe       writes what the system tells about the pipe that is its output: name, buffer sizes,
+//              number of instances, default time-out in milliseconds (Windows)
+//   pipes      writes how many handles of pipes it has (Windows)
 //   env        writes its environment, one variable to a line
 //   cwd        writes its working folder
 //   out=N err=N  writes N bytes to one of its streams, the letters "abc...z" over and over
@@ -82,6 +85,43 @@ static void child_flood(size_t n)
         }
     }
 }
+
+#ifdef _WIN32
+
+static void child_show_pipe()
+{
+    struct {
+        FILE_NAME_INFO info;
+        wchar_t rest[1000];
+    } name = {};
+    const HANDLE pipe = GetStdHandle(STD_OUTPUT_HANDLE);
+    DWORD out = 0;
+    DWORD in = 0;
+    DWORD instances = 0;
+    if (!GetFileInformationByHandleEx(pipe, FileNameInfo, &name, sizeof name - 2) ||
+        !GetNamedPipeInfo(pipe, nullptr, &out, &in, &instances))
+        exit(99);
+    // Nobody listens, so that this lasts as long as the pipe's maker had in mind.
+    const uint64_t start = GetTickCount64();
+    const std::wstring path = std::wstring(L"\\\\.\\pipe") + name.info.FileName;
+    if (WaitNamedPipeW(path.c_str(), NMPWAIT_USE_DEFAULT_WAIT) ||
+        GetLastError() != ERROR_SEM_TIMEOUT)
+        exit(99);
+    const uint64_t waited = GetTickCount64() - start;
+    child_write(1, child_utf8(name.info.FileName) + " " + std::to_string(out) + " " +
+                       std::to_string(in) + " " + std::to_string(instances) + " " +
+                       std::to_string(waited));
+}
+
+static void child_count_pipes()
+{
+    unsigned n = 0;
+    for (uintptr_t number = 4; number < 0x1000; number += 4)
+        n += GetFileType(reinterpret_cast<HANDLE>(number)) == FILE_TYPE_PIPE;
+    child_write(1, std::to_string(n));
+}
+
+#endif
 
 static void child_copy_input()
 {
@@ -232,6 +272,10 @@ static void child_do(const std::string &name)
 #ifdef _WIN32
     else if (name == "line")
         child_write(1, child_utf8(GetCommandLineW()));
+    else if (name == "pipe")
+        child_show_pipe();
+    else if (name == "pipes")
+        child_count_pipes();
 #endif
     else
         exit(97);

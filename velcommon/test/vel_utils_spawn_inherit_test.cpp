@@ -3,6 +3,8 @@
 
 #include <glib/gstdio.h>
 
+#include <cstdio>
+
 #ifndef _WIN32
 #include <fcntl.h>
 #include <unistd.h>
@@ -141,6 +143,61 @@ TEST_F(VelUtilsSpawnInherit, AStreamForTheNullDeviceIsNotTheCallers)
     }
     EXPECT_EQ(seen, "");
 }
+
+#ifdef _WIN32
+
+namespace
+{
+
+// The pipe that is the child's output, as the child sees it.
+struct pipe_seen {
+    unsigned process = 0;
+    int number = 0;
+    unsigned out = 0;
+    unsigned in = 0;
+    unsigned instances = 0;
+    unsigned timeout_ms = 0;
+};
+
+pipe_seen run_to_see_pipe(VelUtilsSpawnInherit *test)
+{
+    pipe_seen seen;
+    test->run({"pipe"});
+    EXPECT_EQ(sscanf(test->output.c_str(), "\\vel_spawn_sync.%u.%d %u %u %u %u", &seen.process,
+                     &seen.number, &seen.out, &seen.in, &seen.instances, &seen.timeout_ms),
+              6)
+        << test->output;
+    return seen;
+}
+
+} // namespace
+
+TEST_F(VelUtilsSpawnInherit, TheNamedPipeHasItsNameAndSizes)
+{
+    const pipe_seen seen = run_to_see_pipe(this);
+    EXPECT_EQ(seen.process, GetCurrentProcessId());
+    EXPECT_EQ(seen.out, 128U);
+    EXPECT_EQ(seen.in, 524288U);
+    EXPECT_EQ(seen.instances, 1U);
+    EXPECT_GE(seen.timeout_ms, 900U);
+    EXPECT_LT(seen.timeout_ms, 10000U);
+    EXPECT_EQ(run_to_see_pipe(this).number, seen.number + 1);
+}
+
+// A child that held the reading end too would never be told that nobody reads any more.
+TEST_F(VelUtilsSpawnInherit, TheReadingEndsOfThePipesAreNotInherited)
+{
+    set_flags(G_SPAWN_LEAVE_DESCRIPTORS_OPEN | G_SPAWN_STDERR_TO_DEV_NULL);
+    takes_error = false;
+    run({"pipes"});
+    const int with_one = std::stoi(output);
+    set_flags(G_SPAWN_LEAVE_DESCRIPTORS_OPEN);
+    takes_error = true;
+    run({"pipes"});
+    EXPECT_EQ(std::stoi(output), with_one + 1);
+}
+
+#endif
 
 TEST_F(VelUtilsSpawnInherit, OtherHandlesAreInheritedOnlyWhenAsked)
 {

@@ -324,6 +324,12 @@ TEST_F(VelUtilsSpawn, AnEnvironmentOfItsOwnReplacesTheCallers)
     EXPECT_EQ(output.find("VEL_UTILS_SPAWN"), std::string::npos);
     for (const std::string &variable : own)
         EXPECT_NE(("\n" + output).find("\n" + variable + "\n"), std::string::npos) << output;
+#ifdef _WIN32
+    // The system wants it sorted by name, whatever the case.
+    EXPECT_LT(output.find("VEL_A=2"), output.find("VEL_A1=1"));
+    EXPECT_LT(output.find("VEL_A1=1"), output.find("VEL_B="));
+    EXPECT_LT(output.find("VEL_B="), output.find("vel_c="));
+#endif
 }
 
 TEST_F(VelUtilsSpawn, AnEmptyEnvironmentIsEmpty)

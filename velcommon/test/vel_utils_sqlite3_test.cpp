@@ -223,6 +223,17 @@ TEST_F(VelUtilsSqlite3DeathTest, FailureWhileExecutingIsFatal)
                      "Executing an SQL failed: integer overflow");
 }
 
+TEST_F(VelUtilsSqlite3DeathTest, TextWithoutAStatementIsFatal)
+{
+    // It compiles, to nothing that could be run.
+    VEL_EXPECT_FATAL(vel_utils_sqlite3_exec(db, "", 0), "Executing an SQL failed: ");
+    VEL_EXPECT_FATAL(vel_utils_sqlite3_select_one(db, "-- nothing", 0),
+                     "Moving to the first record in the result set failed: ");
+    VEL_EXPECT_FATAL(vel_utils_sqlite3_select_int(db, " ", 0),
+                     "Moving to the first record in the result set failed: ");
+    VEL_EXPECT_FATAL(vel_utils_sqlite3_fetch(db, ";", 0), "Error fetching the data: ");
+}
+
 TEST_F(VelUtilsSqlite3DeathTest, FailureBeforeTheFirstRowIsFatal)
 {
     VEL_EXPECT_FATAL(vel_utils_sqlite3_select_one(db, OVERFLOW_SQL, 0),
