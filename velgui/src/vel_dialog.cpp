@@ -59,37 +59,28 @@ void vel_dialog_done(vel_dialog *dialog)
     DestroyWindow(dialog->window);
 }
 
-static gboolean vel_dialog_on_command(vel_dialog *dialog, WORD id)
+static void vel_dialog_on_layout(gpointer dialog)
 {
-    if (id != IDOK && id != IDCANCEL)
-        return FALSE;
-    if (id == IDOK)
-        dialog->ok = TRUE;
+    vel_dialog_layout(static_cast<vel_dialog *>(dialog));
+}
+
+static void vel_dialog_on_give_up(gpointer dialog)
+{
+    vel_gui_modal_hide(static_cast<vel_dialog *>(dialog)->window);
+}
+
+static void vel_dialog_on_ok(vel_dialog *dialog)
+{
+    dialog->ok = TRUE;
     vel_gui_modal_hide(dialog->window);
-    return TRUE;
 }
 
 static LRESULT CALLBACK vel_dialog_proc(HWND window, UINT message, WPARAM wparam, LPARAM lparam)
 {
-    auto *const dialog = reinterpret_cast<vel_dialog *>(GetWindowLongPtrW(window, 0));
-    switch (message) {
-    case WM_COMMAND:
-        if (vel_dialog_on_command(dialog, LOWORD(wparam)))
-            return 0;
-        break;
-    case WM_CLOSE:
-        vel_gui_modal_hide(window);
+    static constexpr vel_gui_modal_actions actions = {vel_dialog_on_layout, vel_dialog_on_give_up};
+    if (message == WM_COMMAND && LOWORD(wparam) == IDOK) {
+        vel_dialog_on_ok(reinterpret_cast<vel_dialog *>(GetWindowLongPtrW(window, 0)));
         return 0;
-    case WM_GETMINMAXINFO:
-        reinterpret_cast<MINMAXINFO *>(lparam)->ptMinTrackSize = {VEL_GUI_MODAL_MIN_WIDTH,
-                                                                  VEL_GUI_MODAL_MIN_HEIGHT};
-        return 0;
-    case WM_SIZE:
-        if (dialog != nullptr)
-            vel_dialog_layout(dialog);
-        return 0;
-    default:
-        break;
     }
-    return DefWindowProcW(window, message, wparam, lparam);
+    return vel_gui_modal_proc(&actions, window, message, wparam, lparam);
 }

@@ -17,11 +17,13 @@ typedef struct vel_dialog {
 G_BEGIN_DECLS
 
 /// Creates the dialog, hidden, 640 x 480 pixels.
-/// @param owner  the window that it blocks while it is shown
+/// @param owner  the window that it blocks while it is shown; null for none
 /// @param title  UTF-8, copied
+/// Ends the program with "Error registering dialog window class." when Windows refuses the class.
 void vel_dialog_init(vel_dialog *dialog, HWND owner, const gchar *title);
 
-/// Shows the dialog over its owner until the user ends it.
+/// Shows the dialog over its owner until the user ends it. The quit message ends it, too, and is
+/// not posted again.
 /// @return TRUE when OK was pressed; FALSE for Cancel, Escape and the close button
 gboolean vel_dialog_show(vel_dialog *dialog);
 

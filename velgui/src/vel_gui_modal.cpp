@@ -3,6 +3,14 @@
 
 #include "vel_gui.h"
 
+namespace
+{
+
+/// Smallest size that the user can give a modal window, in pixels.
+constexpr POINT MINIMUM_SIZE = {220, 110};
+
+} // namespace
+
 void vel_gui_modal_register_class(ATOM *atom, const wchar_t *name, WNDPROC proc)
 {
     if (*atom != 0)
@@ -32,6 +40,33 @@ HWND vel_gui_modal_create(const wchar_t *class_name, HWND owner, const gchar *ti
     return window;
 }
 
+LRESULT vel_gui_modal_proc(const vel_gui_modal_actions *actions, HWND window, UINT message,
+                           WPARAM wparam, LPARAM lparam)
+{
+    const auto structure = reinterpret_cast<gpointer>(GetWindowLongPtrW(window, 0));
+    switch (message) {
+    case WM_COMMAND:
+        if (LOWORD(wparam) != IDCANCEL)
+            break;
+        actions->give_up(structure);
+        return 0;
+    case WM_CLOSE:
+        actions->give_up(structure);
+        return 0;
+    case WM_GETMINMAXINFO:
+        reinterpret_cast<MINMAXINFO *>(lparam)->ptMinTrackSize = MINIMUM_SIZE;
+        return 0;
+    case WM_SIZE:
+        // The window is sized while it is being created, before it has a structure.
+        if (structure != nullptr)
+            actions->layout(structure);
+        return 0;
+    default:
+        break;
+    }
+    return DefWindowProcW(window, message, wparam, lparam);
+}
+
 static void vel_gui_modal_center_on_owner(HWND window, HWND owner)
 {
     RECT outer = {};
@@ -47,7 +82,8 @@ HWND vel_gui_modal_show(HWND window)
 {
     const HWND owner = GetWindow(window, GW_OWNER);
     EnableWindow(owner, FALSE);
-    vel_gui_modal_center_on_owner(window, owner);
+    if (owner != nullptr)
+        vel_gui_modal_center_on_owner(window, owner);
     ShowWindow(window, SW_SHOWNORMAL);
     const HWND first = GetNextDlgTabItem(window, nullptr, FALSE);
     SetFocus(first);

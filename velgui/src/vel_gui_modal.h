@@ -6,13 +6,15 @@
 #include <glib.h>
 #include <windows.h>
 
-/// Smallest size that the user can give a modal window, in pixels.
-#define VEL_GUI_MODAL_MIN_WIDTH 220
-#define VEL_GUI_MODAL_MIN_HEIGHT 110
-
 /// Free space between a modal window's contents and its client edges, in pixels.
 #define VEL_GUI_MODAL_MARGIN_X 12
 #define VEL_GUI_MODAL_MARGIN_Y 11
+
+/// In what the modal windows differ. Each takes the structure that the window was created with.
+typedef struct vel_gui_modal_actions {
+    void (*layout)(gpointer structure);  ///< Places the controls: the window has a new size.
+    void (*give_up)(gpointer structure); ///< Cancel, Escape or the close box: ends the showing.
+} vel_gui_modal_actions;
 
 G_BEGIN_DECLS
 
@@ -22,16 +24,25 @@ G_BEGIN_DECLS
 void vel_gui_modal_register_class(ATOM *atom, const wchar_t *name, WNDPROC proc);
 
 /// Creates a hidden modal window.
+/// @param owner      the window that it blocks while it is shown; null for none
 /// @param title      UTF-8, copied
-/// @param structure  kept in window word 0 for the window procedure
+/// @param structure  borrowed for the window's life; kept in window word 0
 HWND vel_gui_modal_create(const wchar_t *class_name, HWND owner, const gchar *title, int width,
                           int height, gpointer structure);
 
+/// Handles what all modal windows treat alike: the Cancel button, the close box, the smallest size,
+/// a new size. For the end of a window procedure, with that one's arguments.
+/// @return the message's result, of default processing for every other message
+LRESULT vel_gui_modal_proc(const vel_gui_modal_actions *actions, HWND window, UINT message,
+                           WPARAM wparam, LPARAM lparam);
+
 /// Disables the owner, centres the window on it, shows it and gives its first tab stop the focus.
+/// Without an owner the window stays where it is.
 /// @return the control that got the focus; null when there is none
 HWND vel_gui_modal_show(HWND window);
 
-/// Runs messages until the window is hidden or the program quits, then enables the owner.
+/// Runs messages until the window is hidden or the program quits, then enables the owner. The quit
+/// message is taken and not posted again.
 void vel_gui_modal_run(HWND window);
 
 /// Enables the owner, hides the window and so ends vel_gui_modal_run().

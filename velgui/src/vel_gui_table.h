@@ -11,7 +11,7 @@
 // column's item. Windows no wider than 32,767 pixels exist; when the columns are wider than that
 // together, the header begins with the first visible column and the columns scrolled off to the
 // left come last in its order (their indexes stay). The formula holds either way from the first
-// visible column on; for columns scrolled off to the left ask vel_gui_table_get_column_offset().
+// visible column on; columns scrolled off to the left have no place.
 //
 // Off Windows only the structure and the operations without window-system types are declared; tests
 // of code that fills a table bring their own. Everything runs on the UI thread.
@@ -26,7 +26,8 @@ typedef struct vel_gui_table vel_gui_table;
 /// Supplies a cell's text.
 /// @param row     0 .. rows - 1
 /// @param column  0 .. columns - 1
-/// @return UTF-8, borrowed until the next call; its first 200 bytes are shown
+/// @return UTF-8, borrowed until the next call, or null for an empty cell; its first 200 bytes are
+/// shown, unless they are not UTF-8 or end inside a character: then the cell is empty
 typedef const gchar *(*vel_gui_table_get_text_func)(gint32 row, gint32 column);
 
 /// Embedded by its owner. Its address must not change between init and done: the window knows it.
@@ -124,6 +125,8 @@ gint32 vel_gui_table_get_column_at(const vel_gui_table *table, gint32 x);
 void vel_gui_table_invalidate_cell(const vel_gui_table *table, gint32 row, gint32 column);
 
 /// Scrolls to a top row and a first column.
+/// @param row, column  positions for the bars, which keep within their ranges; the cells' pixels
+/// move by the distances asked for
 void vel_gui_table_set_origin(vel_gui_table *table, gint32 row, gint32 column);
 
 /// Handles a scroll bar's message.
@@ -132,8 +135,10 @@ void vel_gui_table_set_origin(vel_gui_table *table, gint32 row, gint32 column);
 void vel_gui_table_scroll(vel_gui_table *table, gint32 code, gboolean vertical);
 
 /// Handles wheel input.
-/// @param window  the window whose wheel input it is
-/// @param delta   signed; 120 is one notch
+/// @param window    the window whose wheel input it is
+/// @param delta     signed; 120 is one notch
+/// @param vertical  the axis; either one moves the cells by a row's height per line, and a
+/// horizontal turn leaves the header where it is
 void vel_gui_table_mouse_wheel(vel_gui_table *table, HWND window, gint32 delta, gboolean vertical);
 
 /// Paints what needs it; handles WM_PAINT. Asks for the text of no cell outside the update

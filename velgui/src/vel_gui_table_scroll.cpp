@@ -68,12 +68,13 @@ void vel_gui_table_scroll_cells(const vel_gui_table *table, gint32 dx, gint32 dy
     ScrollWindowEx(table->window, dx, dy, &area, &area, nullptr, nullptr, SW_INVALIDATE);
 }
 
-/// @return the distance that the cells move down when the top row changes
+/// @return the distance that the cells move, row by row, when a position changes; one that leaves
+/// nothing in view need not be exact
 static gint32 vel_gui_table_rows_delta(const vel_gui_table *table, gint32 old_row, gint32 new_row)
 {
     const RECT area = vel_gui_table_cell_area(table);
-    return vel_gui_table_row_offset(old_row, new_row, vel_gui_table_row_stride(table),
-                                    area.bottom - area.top);
+    const gint32 limit = MAX(area.right - area.left, area.bottom - area.top);
+    return vel_gui_table_row_offset(old_row, new_row, vel_gui_table_row_stride(table), limit);
 }
 
 /// @return the distance that the cells move right when the first column changes
@@ -109,6 +110,7 @@ void vel_gui_table_mouse_wheel(vel_gui_table *table, HWND window, gint32 delta, 
     const gint32 position =
         vel_gui_table_wheel_target(info.nPos, lines, static_cast<gint32>(info.nPage), info.nMax);
     SetScrollPos(table->window, bar, position, TRUE);
+    // One notch moves the cells by as much in either direction, however wide the columns are.
     const gint32 distance = vel_gui_table_rows_delta(table, info.nPos, position);
     vel_gui_table_scroll_cells(table, vertical ? 0 : distance, vertical ? distance : 0);
 }

@@ -78,8 +78,14 @@ void vel_progress_dialog_done(vel_progress_dialog *dialog)
     DestroyWindow(dialog->window);
 }
 
-static void vel_progress_dialog_give_up(vel_progress_dialog *dialog)
+static void vel_progress_dialog_on_layout(gpointer dialog)
 {
+    vel_progress_dialog_layout(static_cast<vel_progress_dialog *>(dialog));
+}
+
+static void vel_progress_dialog_on_give_up(gpointer data)
+{
+    auto *const dialog = static_cast<vel_progress_dialog *>(data);
     dialog->running = FALSE;
     vel_gui_modal_hide(dialog->window);
 }
@@ -87,30 +93,10 @@ static void vel_progress_dialog_give_up(vel_progress_dialog *dialog)
 static LRESULT CALLBACK vel_progress_dialog_proc(HWND window, UINT message, WPARAM wparam,
                                                  LPARAM lparam)
 {
-    auto *const dialog = reinterpret_cast<vel_progress_dialog *>(GetWindowLongPtrW(window, 0));
-    switch (message) {
-    case WM_TIMER:
-        if (wparam == POLL_TIMER)
-            vel_progress_dialog_poll(dialog);
-        break;
-    case WM_COMMAND:
-        if (LOWORD(wparam) != IDCANCEL)
-            break;
-        vel_progress_dialog_give_up(dialog);
-        return 0;
-    case WM_CLOSE:
-        vel_progress_dialog_give_up(dialog);
-        return 0;
-    case WM_GETMINMAXINFO:
-        reinterpret_cast<MINMAXINFO *>(lparam)->ptMinTrackSize = {VEL_GUI_MODAL_MIN_WIDTH,
-                                                                  VEL_GUI_MODAL_MIN_HEIGHT};
-        return 0;
-    case WM_SIZE:
-        if (dialog != nullptr)
-            vel_progress_dialog_layout(dialog);
-        return 0;
-    default:
-        break;
-    }
-    return DefWindowProcW(window, message, wparam, lparam);
+    static constexpr vel_gui_modal_actions actions = {vel_progress_dialog_on_layout,
+                                                      vel_progress_dialog_on_give_up};
+    if (message == WM_TIMER && wparam == POLL_TIMER)
+        vel_progress_dialog_poll(
+            reinterpret_cast<vel_progress_dialog *>(GetWindowLongPtrW(window, 0)));
+    return vel_gui_modal_proc(&actions, window, message, wparam, lparam);
 }

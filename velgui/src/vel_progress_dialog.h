@@ -19,11 +19,13 @@ typedef struct vel_progress_dialog {
 G_BEGIN_DECLS
 
 /// Creates the dialog, hidden, 400 x 200 pixels, titled with the job's name.
-/// @param owner  the window that it blocks while it is shown
+/// @param owner  the window that it blocks while it is shown; null for none
 /// @param job    borrowed until vel_progress_dialog_done()
+/// Ends the program with "Error registering dialog window class." when Windows refuses the class.
 void vel_progress_dialog_init(vel_progress_dialog *dialog, HWND owner, vel_job *job);
 
-/// Shows the job's progress until the job is complete or the user gives up.
+/// Shows the job's progress until the job is complete or the user gives up. The quit message ends
+/// it, too, and is not posted again.
 /// @return TRUE unless the user cancelled or closed the window
 gboolean vel_progress_dialog_show(vel_progress_dialog *dialog);
 

@@ -3,6 +3,8 @@
 
 #include "vel_modal_fixture.h"
 
+using VelDialogClassDeathTest = VelModalTest;
+
 class VelDialog : public VelModalTest
 {
 protected:
@@ -40,6 +42,16 @@ TEST_F(VelDialog, IsCreatedHiddenWithTitleClassStylesAndSize)
     EXPECT_EQ(place.bottom - place.top, 480);
     EXPECT_EQ(GetWindowLongPtrW(dialog.window, 0), reinterpret_cast<LONG_PTR>(&dialog));
     EXPECT_FALSE(dialog.ok);
+}
+
+TEST_F(VelDialog, ItsButtonsAreOkAndCancel)
+{
+    EXPECT_EQ(text_of(dialog.ok_button), L"OK");
+    EXPECT_EQ(GetDlgCtrlID(dialog.ok_button), 1);
+    EXPECT_EQ(text_of(dialog.cancel_button), L"Cancel");
+    EXPECT_EQ(GetDlgCtrlID(dialog.cancel_button), 2);
+    EXPECT_EQ(GetParent(dialog.ok_button), dialog.window);
+    EXPECT_EQ(GetParent(dialog.cancel_button), dialog.window);
 }
 
 TEST_F(VelDialog, TheClassHasAnArrowAndTheFaceColour)
@@ -80,6 +92,17 @@ TEST_F(VelDialog, TheButtonsFollowTheCornerWhenTheDialogIsResized)
     EXPECT_EQ(cancel.bottom, client.bottom - 11);
 }
 
+TEST_F(VelDialog, LayingOutRepaintsTheWholeDialog)
+{
+    bool repainted = false;
+    then([this, &repainted] {
+        repainted = is_repainted_by(dialog.window, [this] { vel_dialog_layout(&dialog); });
+        press(VK_ESCAPE);
+    });
+    vel_dialog_show(&dialog);
+    EXPECT_TRUE(repainted);
+}
+
 TEST_F(VelDialog, CannotBeMadeSmallerThan220By110)
 {
     MINMAXINFO info = {};
@@ -99,6 +122,9 @@ TEST_F(VelDialog, OkGivesTrueAndHidesAndEnablesTheOwner)
         EXPECT_TRUE(IsWindowVisible(dialog.window));
         EXPECT_FALSE(IsWindowEnabled(parent));
         SendMessageW(dialog.ok_button, BM_CLICK, 0, 0);
+        // Already now, so that it is the owner that becomes active.
+        EXPECT_TRUE(IsWindowEnabled(parent));
+        EXPECT_FALSE(IsWindowVisible(dialog.window));
     });
     EXPECT_TRUE(vel_dialog_show(&dialog));
     EXPECT_FALSE(IsWindowVisible(dialog.window));
@@ -212,6 +238,59 @@ TEST_F(VelDialog, TheQuitMessageEndsItAndEnablesTheOwner)
     then([] { PostQuitMessage(0); });
     EXPECT_FALSE(vel_dialog_show(&dialog));
     EXPECT_TRUE(IsWindowEnabled(parent));
+    EXPECT_FALSE(is_quitting()) << "the message is posted again";
+}
+
+TEST_F(VelDialog, OnlyTheCommandsLowWordCounts)
+{
+    then([this] { SendMessageW(dialog.window, WM_COMMAND, MAKEWPARAM(IDOK, 1), 0); });
+    EXPECT_TRUE(vel_dialog_show(&dialog));
+    then([this] { SendMessageW(dialog.window, WM_COMMAND, MAKEWPARAM(IDCANCEL, 1), 0); });
+    EXPECT_FALSE(vel_dialog_show(&dialog));
+}
+
+TEST_F(VelDialog, TheOwnersKeysAreNoCommandsOfTheDialog)
+{
+    ACCEL key = {FVIRTKEY, VK_F5, IDOK};
+    vel_gui_instance.accelerators = CreateAcceleratorTableW(&key, 1);
+    then([this] { PostMessageW(parent, WM_KEYDOWN, VK_F5, 0); });
+    then([this] {
+        EXPECT_TRUE(IsWindowVisible(dialog.window));
+        press(VK_ESCAPE);
+    });
+    EXPECT_FALSE(vel_dialog_show(&dialog));
+}
+
+TEST_F(VelDialog, WithoutAnOwnerTheKeysCommandsGoToTheDialogAndItStaysInItsPlace)
+{
+    ACCEL key = {FVIRTKEY, VK_F5, IDOK};
+    vel_gui_instance.accelerators = CreateAcceleratorTableW(&key, 1);
+    vel_dialog alone;
+    vel_dialog_init(&alone, nullptr, "Alone");
+    MoveWindow(alone.window, 100, 90, 300, 200, FALSE);
+    RECT shown = {};
+    then([this, &alone, &shown] {
+        GetWindowRect(alone.window, &shown);
+        EXPECT_TRUE(IsWindowEnabled(parent));
+        PostMessageW(parent, WM_KEYDOWN, VK_F5, 0);
+    });
+    then([&alone] { PostMessageW(alone.window, WM_CLOSE, 0, 0); });
+    EXPECT_TRUE(vel_dialog_show(&alone));
+    vel_dialog_done(&alone);
+    EXPECT_EQ(shown.left, 100);
+    EXPECT_EQ(shown.top, 90);
+}
+
+TEST_F(VelDialog, DoneDestroysTheWindowAndItsControls)
+{
+    vel_dialog other;
+    vel_dialog_init(&other, parent, "Other");
+    const HWND panel = vel_gui_create_panel(other.window);
+    vel_dialog_done(&other);
+    EXPECT_FALSE(IsWindow(other.window));
+    EXPECT_FALSE(IsWindow(other.ok_button));
+    EXPECT_FALSE(IsWindow(panel));
+    EXPECT_TRUE(IsWindow(dialog.window));
 }
 
 TEST_F(VelDialog, ATextFieldThatComesFirstIsSelectedWhole)
@@ -231,4 +310,15 @@ TEST_F(VelDialog, ATextFieldThatComesFirstIsSelectedWhole)
     vel_dialog_show(&dialog);
     EXPECT_EQ(from, 0U);
     EXPECT_EQ(to, 6U);
+}
+
+TEST_F(VelDialogClassDeathTest, ARefusedClassEndsTheProgram)
+{
+    EXPECT_EXIT(
+        {
+            vel_test_occupy_class(L"SimpleDialog");
+            vel_dialog dialog;
+            vel_dialog_init(&dialog, parent, "Title");
+        },
+        testing::ExitedWithCode(1), "box: Error registering dialog window class\\.");
 }

@@ -73,6 +73,24 @@ TEST_F(VelGuiWheelArithmetic, TheOppositeDirectionDiscardsANegativeRestToo)
     EXPECT_EQ(state.accumulator[0], 0);
 }
 
+TEST_F(VelGuiWheelArithmetic, NoMovementCountsAsForward)
+{
+    turn(60);
+    EXPECT_EQ(turn(0), 0);
+    EXPECT_EQ(state.accumulator[0], 20);
+    window = &window_b;
+    turn(-60);
+    EXPECT_EQ(turn(0), 0);
+    EXPECT_EQ(state.accumulator[0], 0);
+}
+
+TEST_F(VelGuiWheelArithmetic, InputForTheSameWindowAfterNoRestCounts)
+{
+    turn(-120);
+    EXPECT_EQ(turn(-60), 1);
+    EXPECT_EQ(state.accumulator[0], -20);
+}
+
 TEST_F(VelGuiWheelArithmetic, TheRestIsKeptForTwiceTheDoubleClickTime)
 {
     turn(60);

@@ -227,6 +227,37 @@ TEST_F(VelGuiPreferredSize, ALabelOfTwoLinesIsTwiceAsHigh)
     expectSize(two, one.cx, 2 * one.cy);
 }
 
+TEST_F(VelGuiPreferredSize, ALabelIsMeasuredInItsOwnFont)
+{
+    HWND label = vel_gui_create_label(parent, "Wide label");
+    const SIZE before = vel_gui_get_preferred_size(label);
+    HFONT font = CreateFontW(40, 0, 0, 0, FW_BOLD, FALSE, FALSE, FALSE, DEFAULT_CHARSET, 0, 0, 0, 0,
+                             nullptr);
+    SendMessageW(label, WM_SETFONT, reinterpret_cast<WPARAM>(font), FALSE);
+    const SIZE size = vel_gui_get_preferred_size(label);
+    EXPECT_EQ(size.cy, 40);
+    EXPECT_GT(size.cx, 2 * before.cx);
+    SendMessageW(label, WM_SETFONT, 0, FALSE);
+    EXPECT_NE(vel_gui_get_preferred_size(label).cy, 40) << "a label without a font";
+    DeleteObject(font);
+}
+
+TEST_F(VelGuiPreferredSize, AnAmpersandUnderlinesAndTakesNoRoomInALabel)
+{
+    EXPECT_EQ(vel_gui_get_preferred_size(vel_gui_create_label(parent, "&Name")).cx,
+              textWidth(L"Name"));
+}
+
+TEST_F(VelGuiPreferredSize, OfALongLabelTheFirst255UnitsAreMeasured)
+{
+    const std::string text(255, 'i');
+    const SIZE size = vel_gui_get_preferred_size(vel_gui_create_label(parent, text.c_str()));
+    const std::string longer = text + "WWWWW";
+    expectSize(vel_gui_get_preferred_size(vel_gui_create_label(parent, longer.c_str())), size.cx,
+               size.cy);
+    EXPECT_EQ(size.cx, textWidth(std::wstring(255, L'i').c_str()));
+}
+
 TEST_F(VelGuiPreferredSize, EditsProgressBarsAndTheRestAreFixed)
 {
     expectSize(vel_gui_get_preferred_size(vel_gui_create_edit(parent, 1)), 200, 20);
@@ -277,6 +308,22 @@ TEST_F(VelGuiPreferredSize, OfAShortListEveryItemIsMeasured)
         EXPECT_EQ(measured_items[place], place);
 }
 
+TEST_F(VelGuiPreferredSize, ListsAreSampledFromAHundredItemsOn)
+{
+    vel_gui_get_preferred_size(comboboxOf(parent, 99));
+    EXPECT_EQ(measured_items.size(), 99U);
+    vel_gui_get_preferred_size(comboboxOf(parent, 100));
+    EXPECT_EQ(measured_items.size(), 50U);
+}
+
+TEST_F(VelGuiPreferredSize, AnEmptyItemIsNotFetched)
+{
+    HWND combobox = comboboxOf(parent, 2);
+    SendMessageW(combobox, CB_ADDSTRING, 0, reinterpret_cast<LPARAM>(L""));
+    vel_gui_get_preferred_size(combobox);
+    EXPECT_EQ(measured_items.size(), 2U);
+}
+
 TEST_F(VelGuiPreferredSize, AListIsAsWideAsItsWidestItem)
 {
     HWND combobox = comboboxOf(parent, 3);
@@ -291,4 +338,19 @@ TEST_F(VelGuiPreferredSize, AnEmptyListHasItsLeastWidth)
 {
     EXPECT_EQ(vel_gui_get_preferred_size(comboboxOf(parent, 0)).cx,
               40 + GetSystemMetrics(SM_CXHTHUMB) + 20);
+}
+
+TEST_F(VelGuiPreferredSize, AskingLeaksNoHandles)
+{
+    HWND label = vel_gui_create_label(parent, "Label");
+    HWND combobox = comboboxOf(parent, 3);
+    const auto ask = [&] {
+        vel_gui_get_preferred_size(label);
+        vel_gui_get_preferred_size(combobox);
+    };
+    ask();
+    const DWORD gdi = vel_test_gdi_handles();
+    for (int round = 0; round < 500; round++)
+        ask();
+    EXPECT_EQ(vel_test_gdi_handles(), gdi);
 }

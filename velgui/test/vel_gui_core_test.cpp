@@ -7,6 +7,7 @@
 
 #include "vel_death_test.h"
 #include "vel_gui_table.h"
+#include "vel_import_patch.h"
 
 namespace
 {
@@ -201,6 +202,97 @@ TEST_F(VelGuiCore, EventLoopGivesKeysToAVisibleModelessDialog)
     vel_gui_event_loop(parent);
     vel_gui_instance.dialog = nullptr;
     EXPECT_EQ(GetFocus(), second);
+}
+
+TEST_F(VelGuiCore, EventLoopKeepsKeysFromAHiddenModelessDialog)
+{
+    HWND dialog = vel_gui_create_panel(parent);
+    HWND first = vel_gui_create_edit(dialog, 1);
+    vel_gui_create_edit(dialog, 2);
+    ShowWindow(dialog, SW_HIDE);
+    SetFocus(parent);
+    vel_gui_instance.dialog = dialog;
+    HWND focus_before = GetFocus();
+    PostMessageW(first, WM_KEYDOWN, VK_TAB, 0);
+    PostQuitMessage(0);
+    vel_gui_event_loop(parent);
+    vel_gui_instance.dialog = nullptr;
+    EXPECT_EQ(GetFocus(), focus_before);
+}
+
+namespace
+{
+
+std::vector<UINT> dispatched;
+
+LRESULT CALLBACK recordMessages(HWND window, UINT message, WPARAM wparam, LPARAM lparam)
+{
+    if (message == WM_KEYDOWN || message == WM_CHAR || message >= WM_USER)
+        dispatched.push_back(message);
+    return DefWindowProcW(window, message, wparam, lparam);
+}
+
+int failed_reads;
+
+/// Fails; a loop that goes on nevertheless is ended after a while.
+BOOL WINAPI failToGetMessage(LPMSG message, HWND, UINT, UINT)
+{
+    *message = {};
+    return ++failed_reads < 10 ? -1 : 0;
+}
+
+/// A main window that records what is dispatched to it.
+class VelGuiLoop : public VelWindowTest
+{
+protected:
+    void SetUp() override
+    {
+        VelWindowTest::SetUp();
+        SetWindowLongPtrW(parent, GWLP_WNDPROC, reinterpret_cast<LONG_PTR>(recordMessages));
+        dispatched.clear();
+    }
+
+    void run()
+    {
+        PostQuitMessage(0);
+        vel_gui_event_loop(parent);
+    }
+};
+
+} // namespace
+
+TEST_F(VelGuiLoop, DispatchesKeysAndTheirCharacters)
+{
+    PostMessageW(parent, WM_KEYDOWN, 'A', 0x001E0001);
+    run();
+    EXPECT_EQ(dispatched, (std::vector<UINT>{WM_KEYDOWN, WM_CHAR}));
+}
+
+TEST_F(VelGuiLoop, AnAcceleratorsKeyGoesNowhereElse)
+{
+    ACCEL key = {FVIRTKEY, VK_F3, 77};
+    vel_gui_instance.accelerators = CreateAcceleratorTableW(&key, 1);
+    PostMessageW(parent, WM_KEYDOWN, VK_F3, 0);
+    PostMessageW(parent, WM_USER, 0, 0);
+    run();
+    EXPECT_EQ(dispatched, std::vector<UINT>{WM_USER});
+}
+
+TEST_F(VelGuiLoop, AModelessDialogLeavesOtherWindowsTheirMessages)
+{
+    vel_gui_instance.dialog = vel_gui_create_panel(parent);
+    PostMessageW(parent, WM_USER + 7, 0, 0);
+    run();
+    vel_gui_instance.dialog = nullptr;
+    EXPECT_EQ(dispatched, std::vector<UINT>{WM_USER + 7});
+}
+
+TEST_F(VelGuiLoop, EndsWhenMessagesCannotBeRead)
+{
+    VelImportPatch failure("GetMessageW", &failToGetMessage);
+    failed_reads = 0;
+    vel_gui_event_loop(parent);
+    EXPECT_EQ(failed_reads, 1);
 }
 
 TEST_F(VelGuiCore, CancellingTheFileDialogGivesNoPath)

@@ -280,6 +280,10 @@ TEST_F(VelGuiTableProc, ResultsAreAsTheMessagesWantThem)
     EXPECT_EQ(SendMessageW(table.window, WM_VSCROLL, SB_LINEDOWN, 0), 0);
     EXPECT_EQ(SendMessageW(table.window, WM_HSCROLL, SB_LINEDOWN, 0), 0);
     EXPECT_EQ(SendMessageW(table.window, WM_LBUTTONDOWN, MK_LBUTTON | MK_SHIFT, 0), 0);
+    EXPECT_EQ(SendMessageW(table.window, WM_LBUTTONDOWN, MK_LBUTTON, 0), 0);
+    EXPECT_EQ(SendMessageW(table.window, WM_SETFOCUS, 0, 0), 0);
+    EXPECT_EQ(SendMessageW(table.window, WM_KILLFOCUS, 0, 0), 0);
+    EXPECT_EQ(SendMessageW(table.window, WM_PAINT, 0, 0), 0);
     EXPECT_EQ(SendMessageW(table.window, WM_MOUSEWHEEL, 0, 0), 0);
     NMHDR notification = {table.header, 0, static_cast<UINT>(HDN_ITEMCHANGINGW)};
     EXPECT_EQ(SendMessageW(table.window, WM_NOTIFY, 0, reinterpret_cast<LPARAM>(&notification)), 0);
@@ -309,4 +313,50 @@ TEST_F(VelGuiTableProc, FocusChangesWithoutASelectionRepaintNothing)
     SetFocus(table.window);
     const RECT update = updateRect();
     EXPECT_TRUE(IsRectEmpty(&update));
+}
+
+TEST_F(VelGuiTableProc, OtherMessagesGetTheDefaultHandling)
+{
+    SetWindowTextW(table.window, L"A caption");
+    EXPECT_EQ(GetWindowTextLengthW(table.window), 9);
+    EXPECT_EQ(SendMessageW(table.window, WM_NCHITTEST, 0, -1),
+              DefWindowProcW(table.window, WM_NCHITTEST, 0, -1));
+}
+
+TEST_F(VelGuiTableProc, OnlyAChangeOfAnItemRepaintsTheCells)
+{
+    NMHDR notification = {table.header, 0, static_cast<UINT>(HDN_ITEMCLICKW)};
+    SendMessageW(table.window, WM_NOTIFY, 0, reinterpret_cast<LPARAM>(&notification));
+    RECT update = updateRect();
+    EXPECT_TRUE(IsRectEmpty(&update));
+    notification.code = static_cast<UINT>(HDN_ITEMCHANGINGW);
+    SendMessageW(table.window, WM_NOTIFY, 0, reinterpret_cast<LPARAM>(&notification));
+    update = updateRect();
+    const RECT all = client();
+    EXPECT_TRUE(EqualRect(&update, &all));
+}
+
+TEST_F(VelGuiTableProc, AWheelTurnIsTheUpperWordSigned)
+{
+    SendMessageW(table.window, WM_MOUSEWHEEL, MAKEWPARAM(MK_SHIFT, static_cast<WORD>(-1200)), 0);
+    EXPECT_GT(topRow(), 0);
+    SendMessageW(table.window, WM_MOUSEWHEEL, MAKEWPARAM(0, 12000), 0);
+    EXPECT_EQ(topRow(), 0);
+}
+
+TEST_F(VelGuiTableProc, AKeyIsTheLowerWord)
+{
+    SendMessageW(table.window, WM_KEYDOWN, static_cast<WPARAM>(MAKELONG(VK_DOWN, 7)), 0);
+    expectSelection(0, 0);
+}
+
+TEST_F(VelGuiTableProc, BeforeItsStructureIsKnownAWindowIsAnOrdinaryOne)
+{
+    HWND window = CreateWindowExW(0, L"GuiTable", L"", WS_CHILD, 0, 0, 50, 50, parent, nullptr,
+                                  vel_gui_instance.instance, nullptr);
+    ASSERT_NE(window, nullptr);
+    EXPECT_TRUE(MoveWindow(window, 0, 0, 60, 60, FALSE));
+    SendMessageW(window, WM_KEYDOWN, VK_DOWN, 0);
+    SendMessageW(window, WM_PAINT, 0, 0);
+    DestroyWindow(window);
 }

@@ -4,6 +4,7 @@
 #include <ctime>
 
 #include "vel_death_test.h"
+#include "vel_import_patch.h"
 
 using VelGuiTableModel = VelTableTest;
 
@@ -58,6 +59,9 @@ TEST_F(VelGuiTableModel, TheClassIsGlobalAndRedrawsOnResize)
     EXPECT_EQ(found.style, 0x4003U);
     EXPECT_EQ(found.cbWndExtra, static_cast<int>(sizeof(void *)));
     EXPECT_EQ(found.lpfnWndProc, vel_gui_table_window_proc);
+    EXPECT_EQ(found.hCursor, LoadImageW(nullptr, IDC_ARROW, IMAGE_CURSOR, 0, 0, LR_SHARED));
+    EXPECT_NE(found.hCursor, nullptr);
+    EXPECT_EQ(found.hbrBackground, reinterpret_cast<HBRUSH>(COLOR_BTNFACE + 1));
     EXPECT_TRUE(vel_gui_table_class_created_);
 }
 
@@ -108,6 +112,81 @@ TEST_F(VelGuiTableModel, AddingColumnsWidensTheHorizontalRange)
     EXPECT_EQ(scrollInfo(SB_HORZ).nMin, 0);
     EXPECT_EQ(scrollInfo(SB_HORZ).nMax, 6);
     EXPECT_EQ(scrollInfo(SB_HORZ).nPage, 1U);
+}
+
+TEST_F(VelGuiTableModel, AddedColumnsAreDrawnAsTextByTheHeader)
+{
+    vel_gui_table_add_column(&table, "A", 120);
+    HDITEMW item = {};
+    item.mask = HDI_FORMAT;
+    SendMessageW(table.header, HDM_GETITEMW, 0, reinterpret_cast<LPARAM>(&item));
+    EXPECT_EQ(item.fmt, HDF_STRING);
+}
+
+TEST_F(VelGuiTableModel, TheHorizontalBarShowsAddedColumns)
+{
+    fill(10, 12);
+    vel_gui_table_set_origin(&table, 0, 11);
+    const RECT area = client();
+    const RECT bar = {0, area.bottom, area.right, area.bottom + GetSystemMetrics(SM_CYHSCROLL)};
+    const auto shown = [&] {
+        vel_test_pump();
+        return vel_test_screen_pixels(table.window, bar);
+    };
+    const VelPixels before = shown();
+    for (int column = 12; column < 24; column++)
+        vel_gui_table_add_column(&table, "More", 100);
+    const VelPixels after = shown();
+    EXPECT_FALSE(after == before) << "the thumb is in the middle now";
+    RedrawWindow(table.window, nullptr, nullptr, RDW_INVALIDATE | RDW_FRAME | RDW_UPDATENOW);
+    EXPECT_TRUE(shown() == after);
+}
+
+namespace
+{
+
+SCROLLINFO bar_set;
+
+int WINAPI recordBar(HWND, int bar, LPCSCROLLINFO info, BOOL)
+{
+    EXPECT_EQ(bar, SB_HORZ);
+    bar_set = *info;
+    return 0;
+}
+
+UINT told_to_parent;
+
+LRESULT CALLBACK recordParent(HWND window, UINT message, WPARAM wparam, LPARAM lparam)
+{
+    if (message == WM_NOTIFY || message == WM_COMMAND || message >= WM_USER)
+        told_to_parent = message;
+    return DefWindowProcW(window, message, wparam, lparam);
+}
+
+} // namespace
+
+TEST_F(VelGuiTableModel, WithoutColumnsTheHorizontalRangeEndsBeforeItsFirst)
+{
+    fill(10, 3);
+    VelImportPatch bars("SetScrollInfo", &recordBar);
+    vel_gui_table_clear_columns(&table);
+    EXPECT_EQ(bar_set.nMin, 0);
+    EXPECT_EQ(bar_set.nMax, -1);
+    EXPECT_EQ(bar_set.nPage, 1U);
+    EXPECT_EQ(bar_set.fMask, static_cast<UINT>(SIF_RANGE | SIF_PAGE));
+}
+
+TEST_F(VelGuiTableModel, TheParentIsToldNothing)
+{
+    SetWindowLongPtrW(parent, GWLP_WNDPROC, reinterpret_cast<LONG_PTR>(recordParent));
+    told_to_parent = 0;
+    fill(100, 3);
+    vel_gui_table_select(&table, 5, 1);
+    press(VK_DOWN);
+    click(50, headerHeight() + 5);
+    vel_test_pump();
+    expectSelection(0, 0);
+    EXPECT_EQ(told_to_parent, 0U);
 }
 
 TEST_F(VelGuiTableModel, ClearingTheColumnsKeepsTheRows)

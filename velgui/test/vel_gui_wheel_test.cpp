@@ -4,6 +4,8 @@
 
 #include <thread>
 
+#include "vel_import_patch.h"
+
 /// Sets the lines per notch and puts the user's setting back afterwards.
 class VelGuiWheel : public VelWindowTest
 {
@@ -74,11 +76,42 @@ TEST_F(VelGuiWheel, APauseOfTwiceTheDoubleClickTimeForgetsTheRest)
     EXPECT_EQ(vel_gui_wheel_scroll(parent, 20, 10, TRUE), 0);
 }
 
-TEST_F(VelGuiWheel, TheHorizontalWheelUsesItsOwnSetting)
+namespace
 {
-    UINT characters = 3;
-    SystemParametersInfoW(SPI_GETWHEELSCROLLCHARS, 0, &characters, 0);
-    EXPECT_EQ(vel_gui_wheel_scroll(parent, 120, 1000, FALSE), static_cast<gint32>(characters));
+
+/// The user's settings while they are replaced; 0 stands for a question that fails.
+UINT lines_setting;
+UINT characters_setting;
+
+BOOL WINAPI answerSettings(UINT which, UINT, PVOID value, UINT)
+{
+    const UINT setting = which == SPI_GETWHEELSCROLLLINES   ? lines_setting
+                         : which == SPI_GETWHEELSCROLLCHARS ? characters_setting
+                                                            : 0;
+    if (setting == 0)
+        return FALSE;
+    *static_cast<UINT *>(value) = setting;
+    return TRUE;
+}
+
+} // namespace
+
+TEST_F(VelGuiWheel, EachDirectionUsesItsOwnSetting)
+{
+    VelImportPatch settings("SystemParametersInfoW", &answerSettings);
+    lines_setting = 5;
+    characters_setting = 7;
+    EXPECT_EQ(vel_gui_wheel_scroll(parent, 120, 1000, TRUE), -5);
+    EXPECT_EQ(vel_gui_wheel_scroll(parent, 120, 1000, FALSE), 7);
+}
+
+TEST_F(VelGuiWheel, WithoutASettingANotchIsThreeLines)
+{
+    VelImportPatch settings("SystemParametersInfoW", &answerSettings);
+    lines_setting = 0;
+    characters_setting = 0;
+    EXPECT_EQ(vel_gui_wheel_scroll(parent, 120, 1000, TRUE), -3);
+    EXPECT_EQ(vel_gui_wheel_scroll(parent, 120, 1000, FALSE), 3);
 }
 
 TEST_F(VelGuiWheel, ThreadsLoseNoInput)

@@ -103,18 +103,26 @@ inline void vel_test_pump()
     }
 }
 
-/// Reads a window's client area from the screen. Nothing may cover it.
+/// Reads a rectangle in a window's client coordinates from the screen. Nothing may cover it.
+inline VelPixels vel_test_screen_pixels(HWND window, const RECT &rect)
+{
+    POINT origin = {rect.left, rect.top};
+    ClientToScreen(window, &origin);
+    const int width = rect.right - rect.left;
+    const int height = rect.bottom - rect.top;
+    VelBitmap bitmap(width, height);
+    HDC screen = GetDC(nullptr);
+    BitBlt(bitmap.dc(), 0, 0, width, height, screen, origin.x, origin.y, SRCCOPY);
+    ReleaseDC(nullptr, screen);
+    return bitmap.pixels();
+}
+
+/// Reads a window's client area from the screen.
 inline VelPixels vel_test_screen_pixels(HWND window)
 {
     RECT client;
     GetClientRect(window, &client);
-    POINT origin = {0, 0};
-    ClientToScreen(window, &origin);
-    VelBitmap bitmap(client.right, client.bottom);
-    HDC screen = GetDC(nullptr);
-    BitBlt(bitmap.dc(), 0, 0, client.right, client.bottom, screen, origin.x, origin.y, SRCCOPY);
-    ReleaseDC(nullptr, screen);
-    return bitmap.pixels();
+    return vel_test_screen_pixels(window, client);
 }
 
 /// One entry of the process-wide table of GDI objects that every process can read.
