@@ -79,6 +79,9 @@ typedef struct vel_main_window {
     gboolean cache_failed;
     /// 1 once the scanner thread has nothing left to do but return.
     std::atomic<gint32> scanner_done;
+    /// Bytes that the open file has had at least; negative when not known. Written by the UI thread
+    /// before a scan, then by the scanner.
+    std::atomic<gint64> seen_size;
 } vel_main_window;
 
 /// The one instance, set by vel_main_window_init(): window procedures and the cell-text callback
@@ -89,30 +92,38 @@ G_BEGIN_DECLS
 
 #ifdef _WIN32
 /// Creates the window with its menu, accelerators, table control, status bar, data and settings
-/// database.
-/// @param window  storage of the caller's, filled here; `hwnd` stays null when the window could not
-/// be created Every other failure ends the program with a box captioned "Error". UI thread.
+/// database; does not show it.
+/// @param window  storage of the caller's, whatever is in it; `hwnd` stays null when the window
+/// could not be created
+/// Every other failure ends the program with a box captioned "Error": of the settings, see
+/// vel_main_window_open_settings(); "CreateAcceleratorTable failed"; "Error registering main window
+/// class.". UI thread.
 void vel_main_window_init(vel_main_window *window);
 
-/// Shows the window with the placement stored by vel_main_window_save_placement(), by default where
-/// the system likes.
+/// Shows the window with the placement stored by vel_main_window_save_placement(), applied as it
+/// is, by default where the system likes. A settings database that fails ends the program. UI
+/// thread.
 void vel_main_window_show(vel_main_window *window);
 
-/// Places the table control and the status bar in the client area.
+/// Places the table control and the status bar in the client area and repaints all of it. UI
+/// thread.
 void vel_main_window_layout(vel_main_window *window);
 
 /// Stops the scanner and releases all that the structure owns, the window included; not the
 /// structure. UI thread.
 void vel_main_window_done(vel_main_window *window);
 
-/// Opens the settings database, making its folder and table where they are missing. Failures end
-/// the program.
+/// Opens the settings database, making its folder and table where they are missing. Waits up to 30
+/// s for another instance that is writing. UI thread. Failures end the program with a box captioned
+/// "Error": the folder is not known or cannot be made; "Creating an SqLite database connection
+/// failed: %s"; "SQL statement failed: %s".
 void vel_main_window_open_settings(vel_main_window *window);
 
-/// Stores the window's show command and normal rectangle in the settings database.
+/// Stores the window's show command and normal rectangle in the settings database. Waits and fails
+/// as vel_main_window_open_settings() does. UI thread.
 void vel_main_window_save_placement(vel_main_window *window);
 
-/// Closes the settings database when it is open.
+/// Closes the settings database when it is open. UI thread.
 void vel_main_window_close_settings(vel_main_window *window);
 
 /// Shows an error's message in a box captioned "Error", owned by the window; the program goes on.
@@ -136,11 +147,16 @@ void vel_main_window_copy_action(vel_main_window *window);
 /// Switches the header row on or off.
 void vel_main_window_headers_action(vel_main_window *window);
 
-/// Lets the user enter what to find. @return TRUE when it was confirmed, the new term and case flag
-/// being stored then
+/// Lets the user enter what to find.
+/// @return TRUE when it was confirmed; the new term and case flag are stored then. The term may be
+/// empty.
 gboolean vel_main_window_search_terms_dialog(vel_main_window *window);
 
-/// Finds the next field behind the selected cell that holds the search term and selects it.
+/// Finds the next field behind the selected cell that holds the search term and selects it, or
+/// tells that there is none. Asks for the term first when it is empty. Returns when the search has
+/// ended or the user has cancelled it. An error ends the program: "Record index out of bounds"
+/// where the scan has not come to the selected record yet or no file is open, or what reading
+/// reports.
 void vel_main_window_find_next_action(vel_main_window *window);
 
 /// The window procedure of class "FileViewer".
@@ -196,6 +212,13 @@ void vel_main_window_reset_columns(vel_main_window *window);
 
 /// Ends and frees a heap-allocated table: a chunk of position rows, or the cache. Takes it over.
 void vel_main_window_table_free(gpointer table);
+
+/// Moves a parser on the open file to the first record of a group.
+/// @param group  row of `positions`
+/// @param error  of vel_csv_parser_restore_offset(): the file may have been cut since the scan
+/// UI thread. Costs one seek and one block.
+void vel_main_window_go_to_group(const vel_main_window *window, vel_csv_parser *parser,
+                                 gint32 group, GError **error);
 
 /// Finds a record in the cache, reading its group of a hundred records from the file when it is not
 /// there.

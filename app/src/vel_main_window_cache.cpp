@@ -87,13 +87,12 @@ static void vel_main_window_cache_record(vel_table *cache, gint32 record, const 
     }
 }
 
-/// Reads the records of a group that are not in the cache yet; stops at the end of the file.
+/// Reads the records of a group that are not in the cache yet; stops at the end of the file. When
+/// the file turns out to have been cut meanwhile, any of them may be half a record.
 static void vel_main_window_fill_cache(vel_main_window *window, gint32 group, GError **error)
 {
-    const vel_table *const positions = &window->positions;
     GError *failure = nullptr;
-    vel_csv_parser_set_offset(&window->parser, vel_table_get_int32(positions, group, 1),
-                              vel_table_get_int32(positions, group, 2), &failure);
+    vel_main_window_go_to_group(window, &window->parser, group, &failure);
 
     g_autoptr(GPtrArray) fields = g_ptr_array_new_full(FIELDS_ROOM, g_free);
     const gint32 first = group * VEL_MAIN_WINDOW_GROUP_SIZE;
@@ -106,6 +105,8 @@ static void vel_main_window_fill_cache(vel_main_window *window, gint32 group, GE
         if (vel_table_find_int32(window->cache, COLUMN_LINE, first + i) < 0)
             vel_main_window_cache_record(window->cache, first + i, fields, &old_rows);
     }
+    vel_csv_parser_check_size(&window->parser, window->seen_size.load(std::memory_order_relaxed),
+                              &failure);
     if (failure != nullptr)
         g_propagate_error(error, failure);
 }

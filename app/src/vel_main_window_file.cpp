@@ -149,6 +149,7 @@ void vel_main_window_open_file(vel_main_window *window, const gchar *path, gchar
     if (!headers != !window->headers)
         vel_main_window_set_headers(window, headers);
 
+    window->seen_size.exchange(vel_csv_parser_get_file_size(&window->parser));
     window->scanner_done.exchange(0);
     window->scanner_thread =
         g_thread_new("File scanner", vel_main_window_file_scanner_thread, window);
@@ -175,8 +176,18 @@ static void vel_main_window_append_position(vel_table *chunk, gint32 record, vel
     vel_table_set_int32(chunk, row, COLUMN_OFFSET, offset);
 }
 
-static void vel_main_window_publish(vel_main_window *window, scan_totals totals, vel_table *chunk)
+/// Remembers how far the file has gone, should it have grown since it was opened.
+static void vel_main_window_raise_seen_size(vel_main_window *window, vel_csv_parser *parser)
 {
+    const gint64 position = vel_csv_parser_get_file_position(parser);
+    if (position > window->seen_size.load(std::memory_order_relaxed))
+        window->seen_size.exchange(position);
+}
+
+static void vel_main_window_publish(vel_main_window *window, vel_csv_parser *parser,
+                                    scan_totals totals, vel_table *chunk)
+{
+    vel_main_window_raise_seen_size(window, parser);
     window->record_count.exchange(totals.records);
     window->max_field_count.exchange(totals.max_fields);
     g_async_queue_push(window->chunk_queue, chunk);
@@ -219,12 +230,20 @@ static void vel_main_window_scan(vel_main_window *window, vel_csv_parser *parser
         if (window->stop_scanning.load(std::memory_order_relaxed) != 0)
             break;
         if (vel_main_window_is_publish_due(totals.records, chunk)) {
-            vel_main_window_publish(window, totals, chunk);
+            vel_main_window_publish(window, parser, totals, chunk);
             chunk = vel_main_window_new_chunk();
         }
     }
     window->scan_state.exchange(VEL_MAIN_WINDOW_SCAN_FINISHED);
-    vel_main_window_publish(window, totals, chunk);
+    vel_main_window_publish(window, parser, totals, chunk);
+}
+
+/// The end that the scan has found is no end when somebody has cut the file meanwhile.
+static void vel_main_window_check_scanned(vel_main_window *window, vel_csv_parser *parser,
+                                          GError **error)
+{
+    if (window->stop_scanning.load(std::memory_order_relaxed) == 0)
+        vel_csv_parser_check_size(parser, window->seen_size.load(std::memory_order_relaxed), error);
 }
 
 gpointer vel_main_window_file_scanner_thread(gpointer data)
@@ -238,8 +257,10 @@ gpointer vel_main_window_file_scanner_thread(gpointer data)
     GError *error = nullptr;
     vel_csv_parser_set_file_path(&parser, window->file_path, window->parser.separator,
                                  window->parser.encoding, &error);
-    if (error == nullptr)
+    if (error == nullptr) {
         vel_main_window_scan(window, &parser, &error);
+        vel_main_window_check_scanned(window, &parser, &error);
+    }
 
     // A read that was given up because the file is being closed has not failed.
     const gboolean cancelled = g_error_matches(error, G_IO_ERROR, G_IO_ERROR_CANCELLED);
@@ -353,6 +374,7 @@ void vel_main_window_close_file(vel_main_window *window)
     }
     vel_main_window_drop_chunks(window);
     g_clear_pointer(&window->file_path, g_free);
+    window->seen_size.exchange(0);
     window->record_count.exchange(0);
     window->max_field_count.exchange(0);
     vel_table_clear(window->cache);

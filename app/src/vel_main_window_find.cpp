@@ -45,6 +45,18 @@ static find_controls vel_main_window_create_find_controls(vel_main_window *windo
     return controls;
 }
 
+static void vel_main_window_store_search_terms(vel_main_window *window,
+                                               const find_controls *controls)
+{
+    window->search_case_sensitive =
+        SendMessageW(controls->case_sensitive, BM_GETCHECK, 0, 0) == BST_CHECKED;
+    g_free(window->search_text);
+    window->search_text = vel_gui_get_text(controls->edit);
+    // Half a character of UTF-16 is no text, so there is nothing to find.
+    if (window->search_text == nullptr)
+        window->search_text = g_strdup("");
+}
+
 gboolean vel_main_window_search_terms_dialog(vel_main_window *window)
 {
     vel_dialog dialog;
@@ -54,13 +66,8 @@ gboolean vel_main_window_search_terms_dialog(vel_main_window *window)
     vel_main_window_dialog_set_size(&dialog, DIALOG_WIDTH, DIALOG_HEIGHT);
 
     const gboolean confirmed = vel_dialog_show(&dialog);
-    gchar *const text = confirmed ? vel_gui_get_text(controls.edit) : nullptr;
-    if (text != nullptr) {
-        window->search_case_sensitive =
-            SendMessageW(controls.case_sensitive, BM_GETCHECK, 0, 0) == BST_CHECKED;
-        g_free(window->search_text);
-        window->search_text = text;
-    }
+    if (confirmed)
+        vel_main_window_store_search_terms(window, &controls);
     vel_dialog_done(&dialog);
     return confirmed;
 }
@@ -85,7 +92,7 @@ static void vel_main_window_check_search(const GError *error)
 /// @return FALSE when the user cancelled it
 static gboolean vel_main_window_wait_for_search(vel_main_window *window, search_request *request)
 {
-    GThread *const thread = g_thread_new("Searcher", vel_main_window_search_thread, request);
+    GThread *const thread = vel_main_window_search_start(request);
     g_usleep(GRACE_US);
     gboolean finished = TRUE;
     if (!vel_job_is_complete(request->job)) {
@@ -94,9 +101,7 @@ static gboolean vel_main_window_wait_for_search(vel_main_window *window, search_
         finished = vel_progress_dialog_show(&dialog);
         vel_progress_dialog_done(&dialog);
     }
-    request->stop.exchange(1);
-    g_thread_join(thread);
-    vel_main_window_check_search(vel_job_get_error(request->job));
+    vel_main_window_check_search(vel_main_window_search_end(request, thread));
     return finished;
 }
 

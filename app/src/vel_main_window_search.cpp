@@ -1,7 +1,6 @@
 // See vel_main_window_search.h.
 #include "vel_main_window_search.h"
 
-#include <cstring>
 #include <gio/gio.h>
 
 namespace
@@ -15,87 +14,7 @@ constexpr gint32 PROGRESS_STEP = 10000;
 /// How often a hit ahead of the scan looks whether the scan has come by.
 constexpr gulong SCAN_POLL_US = 1000;
 
-constexpr gint32 COLUMN_BLOCK = 1;
-constexpr gint32 COLUMN_OFFSET = 2;
-
 } // namespace
-
-void vel_main_window_position_search(vel_main_window *window, gint32 record, GError **error)
-{
-    const vel_table *const positions = &window->positions;
-    const gint32 group = record / VEL_MAIN_WINDOW_GROUP_SIZE;
-    if (group >= positions->n) {
-        g_set_error_literal(error, G_IO_ERROR, G_IO_ERROR_INVALID_ARGUMENT,
-                            "Record index out of bounds");
-        return;
-    }
-    vel_csv_parser *const parser = &window->search_parser;
-    GError *failure = nullptr;
-    vel_csv_parser_set_offset(parser, vel_table_get_int32(positions, group, COLUMN_BLOCK),
-                              vel_table_get_int32(positions, group, COLUMN_OFFSET), &failure);
-    for (gint32 i = group * VEL_MAIN_WINDOW_GROUP_SIZE; failure == nullptr && i < record; i++) {
-        if (vel_csv_parser_read_record(parser, nullptr, &failure) == 0)
-            break;
-    }
-    if (failure != nullptr)
-        g_propagate_error(error, failure);
-}
-
-static gboolean vel_main_window_is_plain_locale(void)
-{
-    static const gchar letters[] = "ABCDEFGHIJKLMNOPQRSTUVWXYZ";
-    g_autofree gchar *lower = g_utf8_strdown(letters, -1);
-    g_autofree gchar *ascii_lower = g_ascii_strdown(letters, -1);
-    return strcmp(lower, ascii_lower) == 0;
-}
-
-void vel_main_window_search_term_init(search_term *term, const gchar *text, gboolean case_sensitive)
-{
-    term->text = case_sensitive ? g_strdup(text) : g_utf8_strdown(text, -1);
-    term->length = strlen(term->text);
-    term->case_sensitive = case_sensitive;
-    term->ascii = g_str_is_ascii(term->text);
-    term->plain_locale = vel_main_window_is_plain_locale();
-}
-
-void vel_main_window_search_term_done(search_term *term)
-{
-    g_clear_pointer(&term->text, g_free);
-}
-
-/// Looks for an ASCII term, already lower-cased, in ASCII text of any case.
-static gboolean vel_main_window_ascii_contains(const gchar *field, gsize field_length,
-                                               const search_term *term)
-{
-    if (term->length > field_length)
-        return FALSE;
-    for (gsize i = 0; i <= field_length - term->length; i++) {
-        if (g_ascii_strncasecmp(field + i, term->text, term->length) == 0)
-            return TRUE;
-    }
-    return FALSE;
-}
-
-/// Lower-cases the field as a whole, which may also change its length.
-static gboolean vel_main_window_lowered_contains(const gchar *field, const search_term *term)
-{
-    // Lower-casing steps from character to character by their first bytes and must never meet a
-    // broken one.
-    g_autofree gchar *valid = g_utf8_make_valid(field, -1);
-    g_autofree gchar *lower = g_utf8_strdown(valid, -1);
-    return strstr(lower, term->text) != nullptr;
-}
-
-gboolean vel_main_window_search_term_matches(const search_term *term, const gchar *field)
-{
-    const gchar *const text = field != nullptr ? field : "";
-    if (term->case_sensitive)
-        return strstr(text, term->text) != nullptr;
-    if (!term->plain_locale || !g_str_is_ascii(text))
-        return vel_main_window_lowered_contains(text, term);
-    // A text of ASCII letters stays one when it is lower-cased.
-    return term->ascii && vel_main_window_ascii_contains(text, strlen(text), term);
-}
 
 /// Tests the fields of one record from a field on.
 /// @return the first hit's index, or -1
@@ -184,6 +103,8 @@ gpointer vel_main_window_search_thread(gpointer data)
     // A read that was given up because the user cancelled has not failed.
     if (g_error_matches(error, G_IO_ERROR, G_IO_ERROR_CANCELLED))
         g_clear_error(&error);
+    else if (request->stop.load(std::memory_order_relaxed) == 0)
+        vel_csv_parser_check_size(request->parser, size, &error);
     if (error != nullptr)
         vel_job_set_error(request->job, error);
 
@@ -191,4 +112,16 @@ gpointer vel_main_window_search_thread(gpointer data)
     vel_main_window_search_term_done(&term);
     vel_job_complete(request->job);
     return nullptr;
+}
+
+GThread *vel_main_window_search_start(search_request *request)
+{
+    return g_thread_new("Searcher", vel_main_window_search_thread, request);
+}
+
+const GError *vel_main_window_search_end(search_request *request, GThread *thread)
+{
+    request->stop.exchange(1);
+    g_thread_join(thread);
+    return vel_job_get_error(request->job);
 }

@@ -25,6 +25,15 @@ typedef struct search_request {
     const std::atomic<gint32> *scanner_done;    ///< Borrowed; not 0 once all has been counted.
 } search_request;
 
+/// A term made ready for testing many fields.
+typedef struct search_term {
+    gchar *text;  ///< Owned; lower-cased unless case_sensitive.
+    gsize length; ///< Bytes of text.
+    gboolean case_sensitive;
+    gboolean ascii;        ///< All bytes of text are ASCII.
+    gboolean plain_locale; ///< Lower-casing maps A..Z to a..z here, as it does nearly everywhere.
+} search_term;
+
 G_BEGIN_DECLS
 
 /// Puts the find parser in front of a record.
@@ -35,19 +44,24 @@ G_BEGIN_DECLS
 /// UI thread, while no search runs. Costs one seek and the parse of at most 99 records.
 void vel_main_window_position_search(vel_main_window *window, gint32 record, GError **error);
 
-/// The "Searcher" thread: looks for the text from the parser's position on.
+/// The "Searcher" thread: looks for the text from the parser's position on, field by field to the
+/// end of the file. A hit that the scan has not counted yet waits until it has. The job learns
+/// progress, the error of a record that cannot be read, and last of all that it is complete.
 /// @param request  a search_request
 /// @return null
 gpointer vel_main_window_search_thread(gpointer request);
 
-/// A term made ready for testing many fields.
-typedef struct search_term {
-    gchar *text;  ///< Owned; lower-cased unless case_sensitive.
-    gsize length; ///< Bytes of text.
-    gboolean case_sensitive;
-    gboolean ascii;        ///< All bytes of text are ASCII.
-    gboolean plain_locale; ///< Lower-casing maps A..Z to a..z here, as it does nearly everywhere.
-} search_term;
+/// Starts the thread "Searcher" on a request.
+/// @param request  stays in its place, with all that it borrows, until vel_main_window_search_end()
+/// @return for vel_main_window_search_end(). UI thread.
+GThread *vel_main_window_search_start(search_request *request);
+
+/// Asks the search to end, should it not have ended by itself, and waits until it has: one record
+/// or one block of the file at most. Only then do the request's row and column belong to the UI
+/// thread again.
+/// @param thread  from vel_main_window_search_start(); released
+/// @return the error that ended the search, borrowed from its job; null without one. UI thread.
+const GError *vel_main_window_search_end(search_request *request, GThread *thread);
 
 /// Prepares a term.
 /// @param text  UTF-8, copied

@@ -213,6 +213,23 @@ TEST_F(VelMainWindowFindRecord, RowsThatWouldBecomeTooWideAreDropped)
     EXPECT_EQ(cell(0, 2), "b0");
 }
 
+TEST_F(VelMainWindowFindRecord, MissDropsAllRowsOnceTheyTakeTooMuch)
+{
+    // Two groups of rows this wide are more than 256 MiB.
+    constexpr gint32 fields = 150000;
+    const std::string wide = vel_viewer_repeat("x,", fields - 1) + "y\n";
+    open(write_file(vel_viewer_records(50) + wide + vel_viewer_records(249)), ',', "UTF-8");
+    wait_scanned();
+    window.max_field_count = 2; // spares the test the table's columns
+    vel_main_window_update(&window);
+    EXPECT_EQ(cell(50, fields), "y");
+    EXPECT_EQ(cell(150, 1), "a99");
+    EXPECT_EQ(cached_records(), range(0, 200));
+    EXPECT_EQ(cell(250, 1), "a199");
+    EXPECT_EQ(cached_records(), range(200, 300));
+    EXPECT_LE(window.cache->reserved, 200) << "the room for the dropped rows is kept";
+}
+
 TEST_F(VelMainWindowFindRecord, FieldsWithoutBytesStayUnset)
 {
     show("a,,\"\",d\n\nx,y,z,w\n");
@@ -291,6 +308,7 @@ TEST_F(VelMainWindowFindRecord, MemoryStaysBoundedOverAnyAmountOfScrolling)
     }
     // 1,600 records hold up to 1.6 MB; without dropping dead texts it would be tens.
     EXPECT_LT(largest_pool, 10 << 20);
+    EXPECT_GT(window.cache_strings_floor, 1 << 19) << "what lives is taken for dead, at every miss";
 }
 
 TEST_F(VelMainWindowFindRecord, AnyRecordInAnyOrderIsTheOneInTheFile)
@@ -334,6 +352,16 @@ TEST_F(VelMainWindowFindRecord, AfterAFailureNothingMoreIsRead)
     EXPECT_LT(vel_main_window_find_record(&window, 150), 0);
     EXPECT_EQ(cell(150, 1), "");
     EXPECT_EQ(cell(50, 1), "a50"); // is in the cache
+}
+
+TEST_F(VelMainWindowCellText, IsLentFromTheOneBuffer)
+{
+    show("a,b\nc,d\n");
+    const gchar *const text = vel_main_window_table_get_text(0, 1);
+    EXPECT_EQ(text, reinterpret_cast<const gchar *>(window.cell_text.data));
+    EXPECT_STREQ(text, "a");
+    EXPECT_EQ(vel_main_window_table_get_text(1, 2), text);
+    EXPECT_STREQ(text, "d");
 }
 
 TEST_F(VelMainWindowCellText, WithHeadersTheFirstRowIsTheSecondRecord)
@@ -417,7 +445,12 @@ TEST_F(VelMainWindowCellText, FieldOfMegabytesComesOutWhole)
 
 TEST_F(VelMainWindowCacheDeathTest, RecordThatCannotBeReadAnyMoreEndsTheProgram)
 {
-    // Another program has written into the file since it was scanned.
+    // Another program has written into the file since it was scanned. The partial record is not
+    // kept, and the box finds the cache closed.
+    stand_in.on_abort = [this] {
+        std::fprintf(stderr, "%d rows, failed: %d\n", window.cache->n, window.cache_failed);
+        std::filesystem::remove_all(folder);
+    };
     const std::string file_path = write_file(vel_viewer_records(60000));
     EXPECT_EXIT(
         {
@@ -433,5 +466,40 @@ TEST_F(VelMainWindowCacheDeathTest, RecordThatCannotBeReadAnyMoreEndsTheProgram)
             fclose(file);
             cell(59000, 1);
         },
-        testing::ExitedWithCode(1), "\\[Error box\\] Unclosed quoted value\n");
+        testing::ExitedWithCode(1), "\\[Error box\\] Unclosed quoted value\n100 rows, failed: 1\n");
+}
+
+TEST_F(VelMainWindowCacheDeathTest, GroupThatCannotBeReachedAnyMoreEndsTheProgram)
+{
+    // A lone surrogate where the group's block begins: already the seek cannot convert it.
+    std::string text;
+    while (text.size() < 3 * VEL_CSV_PARSER_BLOCK_SIZE)
+        text.append("a\0,\0b\0\n\0", 8);
+    const std::string file_path = write_file(text);
+    EXPECT_EXIT(
+        {
+            open(file_path, ',', "UTF-16LE");
+            wait_scanned();
+            vel_main_window_update(&window);
+            FILE *const file = fopen(file_path.c_str(), "r+b");
+            fseek(file, 2 * VEL_CSV_PARSER_BLOCK_SIZE, SEEK_SET);
+            fwrite("\x00\xDC", 1, 2, file);
+            fclose(file);
+            cell(2 * VEL_CSV_PARSER_BLOCK_SIZE / 8 + 200, 1);
+        },
+        testing::ExitedWithCode(1), "\\[Error box\\] Error decoding text from UTF-16LE\n");
+}
+
+TEST_F(VelMainWindowCacheDeathTest, RecordWithoutItsFieldsFailsAnAssertion)
+{
+    const std::string file_path = write_file("a,b\nc,d\n");
+    EXPECT_DEATH(
+        {
+            open(file_path);
+            wait_scanned();
+            std::filesystem::remove_all(folder); // an assertion leaves no time for it
+            stand_in_lose_fields();
+            vel_main_window_update(&window);
+        },
+        "ERROR:app/src/vel_main_window.*: assertion failed: \\(rec\\)");
 }

@@ -46,6 +46,7 @@ TEST_F(VelMainWindowClose, BringsBackTheStateWithoutAFile)
     show("name,size\n" + vel_viewer_repeat("x,1\n", 500));
     ASSERT_EQ(window.table.rows, 500);
     EXPECT_EQ(cell(450, 1), "x");
+    window.cache_strings_floor = 1000; // as after much scrolling
     vel_main_window_close_file(&window);
 
     EXPECT_EQ(window.scanner_thread, nullptr);
@@ -57,6 +58,7 @@ TEST_F(VelMainWindowClose, BringsBackTheStateWithoutAFile)
     EXPECT_EQ(window.positions.n, 0);
     EXPECT_EQ(window.positions.n_columns, 3);
     EXPECT_EQ(window.cache->n, 0);
+    EXPECT_EQ(window.cache_strings_floor, 0);
     EXPECT_FALSE(window.headers);
     EXPECT_EQ(window.table.rows, 0);
     EXPECT_EQ(window.table.selected_row, -1);

@@ -2,6 +2,8 @@
 // columns, rows, status text.
 #include "vel_viewer_fixture.h"
 
+#include <algorithm>
+#include <cstddef>
 #include <gio/gio.h>
 
 class VelMainWindowOpen : public vel_viewer_fixture
@@ -25,6 +27,37 @@ static std::string utf_16(const std::string &text, const char *encoding)
     g_autofree gchar *bytes =
         g_convert(text.data(), gssize(text.size()), encoding, "UTF-8", nullptr, &size, nullptr);
     return {bytes, size};
+}
+
+/// The names of the threads of this process, as the system knows them.
+static std::vector<std::string> thread_names()
+{
+    std::vector<std::string> names;
+    for (const auto &task : std::filesystem::directory_iterator("/proc/self/task")) {
+        g_autofree gchar *name = nullptr;
+        if (g_file_get_contents((task.path() / "comm").c_str(), &name, nullptr, nullptr))
+            names.push_back(g_strchomp(name));
+    }
+    return names;
+}
+
+TEST(VelMainWindowStructure, MembersKeepTheirOrder)
+{
+    const gsize offsets[] = {
+        offsetof(vel_main_window, settings_db),    offsetof(vel_main_window, hwnd),
+        offsetof(vel_main_window, edit_menu),      offsetof(vel_main_window, table),
+        offsetof(vel_main_window, icon),           offsetof(vel_main_window, status_bar),
+        offsetof(vel_main_window, record_count),   offsetof(vel_main_window, max_field_count),
+        offsetof(vel_main_window, scan_state),     offsetof(vel_main_window, cache),
+        offsetof(vel_main_window, positions),      offsetof(vel_main_window, parser),
+        offsetof(vel_main_window, scanner_thread), offsetof(vel_main_window, stop_scanning),
+        offsetof(vel_main_window, file_path),      offsetof(vel_main_window, chunk_queue),
+        offsetof(vel_main_window, headers),        offsetof(vel_main_window, cell_text),
+        offsetof(vel_main_window, search_text),    offsetof(vel_main_window, search_case_sensitive),
+        offsetof(vel_main_window, search_parser),  offsetof(vel_main_window, cache_strings_floor),
+    };
+    for (gsize i = 1; i < G_N_ELEMENTS(offsets); i++)
+        EXPECT_LT(offsets[i - 1], offsets[i]) << i;
 }
 
 TEST_F(VelMainWindowOpen, StoresACopyOfThePath)
@@ -153,6 +186,29 @@ TEST_F(VelMainWindowOpen, GivenSeparatorIsUsed)
     EXPECT_EQ(window.parser.separator, '|');
     EXPECT_EQ(window.search_parser.separator, '|');
     EXPECT_EQ(cell(0, 1), "a;b");
+    EXPECT_EQ(window.max_field_count, 1) << "the scanner has guessed for itself";
+}
+
+TEST_F(VelMainWindowOpen, GivenEncodingIsTheOneOfAllThreeParsers)
+{
+    // Without a mark nothing but the name given tells it.
+    show(utf_16("ä,b\nü,d\n", "UTF-16LE"), 0, "UTF-16LE");
+    EXPECT_STREQ(window.parser.encoding, "UTF-16LE");
+    EXPECT_STREQ(window.search_parser.encoding, "UTF-16LE");
+    EXPECT_EQ(window.record_count, 2);
+    EXPECT_EQ(window.max_field_count, 2);
+    EXPECT_EQ(cell(1, 1), "ü");
+}
+
+TEST_F(VelMainWindowOpen, ScannerRunsOnAThreadOfThatName)
+{
+    stand_in_gate_close_after(0);
+    open(write_file("a,b\n"));
+    stand_in_gate_wait();
+    const std::vector<std::string> names = thread_names();
+    EXPECT_NE(std::find(names.begin(), names.end(), "File scanner"), names.end());
+    stand_in_gate_open();
+    wait_scanned();
 }
 
 TEST_F(VelMainWindowOpen, FileWithoutHeaderRowClearsTheMarkAndRebuildsTheColumns)

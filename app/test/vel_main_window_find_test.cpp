@@ -1,109 +1,27 @@
-// Find and find next in the real window: the "Find" dialog, where a search begins, what it shows,
-// and how it is cancelled.
-#include "vel_main_window_modal_fixture.h"
-#include "vel_test_box.h"
+// Find and find next in the real window: the "Find" dialog, where a search begins, what it shows.
+// The program's sleeps go through this file, which notes them.
+#include "vel_main_window_find_fixture.h"
+
+extern "C" {
+
+void __real_g_usleep(gulong microseconds);
+void __wrap_g_usleep(gulong microseconds);
+
+} // extern "C"
 
 namespace
 {
 
-constexpr WPARAM FIND = VEL_MAIN_WINDOW_COMMAND_FIND;
-constexpr WPARAM FIND_NEXT = VEL_MAIN_WINDOW_COMMAND_FIND_NEXT;
-
-/// A cancelled search must be over so soon.
-constexpr ULONGLONG MOMENT_MS = 1000;
-
-/// What tells a UTF-8 file from one in the ANSI code page.
-const std::string MARK = "\xEF\xBB\xBF";
-
-class VelMainWindowFind : public VelMainWindowModalTest
-{
-protected:
-    void whenFind(std::function<void(HWND)> act) const
-    {
-        whenDialog(L"SimpleDialog", L"Find", std::move(act));
-    }
-
-    /// Enters a term in the dialog and confirms.
-    void whenFindEntered(const std::string &term, bool case_sensitive = false) const
-    {
-        whenFind([=](HWND dialog) {
-            vel_gui_set_text(editOf(dialog), term.c_str());
-            SendMessageW(checkBoxOf(dialog), BM_SETCHECK,
-                         case_sensitive ? BST_CHECKED : BST_UNCHECKED, 0);
-            press(dialog, IDOK);
-        });
-    }
-
-    static HWND editOf(HWND dialog)
-    {
-        return childOf(panelOf(dialog), L"Edit");
-    }
-
-    static HWND checkBoxOf(HWND dialog)
-    {
-        return childOf(panelOf(dialog), L"Button");
-    }
-
-    void setTerm(const char *term, bool case_sensitive = false) const
-    {
-        g_free(window->search_text);
-        window->search_text = g_strdup(term);
-        window->search_case_sensitive = case_sensitive;
-    }
-
-    /// Finds on; the hit must be this cell.
-    void expectNext(gint32 row, gint32 column) const
-    {
-        EXPECT_EQ(command(FIND_NEXT), 0);
-        expectSelected(row, column);
-    }
-
-    /// Finds on; there must be nothing more, and the selection stays.
-    void expectNoMore()
-    {
-        const gint32 row = window->table.selected_row;
-        const gint32 column = window->table.selected_column;
-        std::string text;
-        whenBox(L"Search", &text);
-        EXPECT_EQ(command(FIND_NEXT), 0);
-        EXPECT_EQ(text, "No more occurences found");
-        expectSelected(row, column);
-    }
-
-    /// A file whose search takes long, the term being absent; its second record is selected.
-    void openLarge()
-    {
-        std::string record;
-        for (int i = 0; i < 40; i++)
-            record += "ein längeres Feld,";
-        record += "\n";
-        std::string contents = MARK;
-        for (int i = 0; i < 60000; i++)
-            contents += record;
-        openCounted(contents);
-        setTerm("absent");
-        select(1, 2);
-    }
-
-    /// A search that is cancelled in the progress dialog leaves the selection and no message.
-    void expectCancelled(std::function<void(HWND)> cancel)
-    {
-        ULONGLONG cancelled = 0;
-        whenDialog(L"ProgressDialog", L"Searching", [&cancelled, &cancel](HWND dialog) {
-            cancelled = GetTickCount64();
-            cancel(dialog);
-        });
-        command(FIND_NEXT);
-        ASSERT_NE(cancelled, 0U);
-        EXPECT_LT(GetTickCount64() - cancelled, MOMENT_MS);
-        expectSelected(1, 2);
-        EXPECT_TRUE(IsWindowEnabled(window->hwnd));
-    }
-};
-
-using VelMainWindowFindDeathTest = VelMainWindowFind;
+/// Sleeps of a thread, in microseconds.
+thread_local std::vector<gulong> naps;
 
 } // namespace
+
+void __wrap_g_usleep(gulong microseconds)
+{
+    naps.push_back(microseconds);
+    __real_g_usleep(microseconds);
+}
 
 // The dialog.
 
@@ -175,7 +93,7 @@ TEST_F(VelMainWindowFind, TabGoesFromTheButtonsToTheTermAndTheCheckBox)
 
 TEST_F(VelMainWindowFind, ConfirmingStoresTermAndFlagAndFinds)
 {
-    openCounted(MARK + "a,b\nc,Nadel ü\n");
+    openCounted(std::string(MARK) + "a,b\nc,Nadel ü\n");
     whenFindEntered("nadel Ü");
     EXPECT_EQ(command(FIND), 0);
     EXPECT_STREQ(window->search_text, "nadel Ü");
@@ -208,6 +126,21 @@ TEST_F(VelMainWindowFind, ConfirmingAnEmptyTermStoresItAndFindsNothing)
     openCounted("a,b\n");
     setTerm("b");
     whenFindEntered("", true);
+    EXPECT_EQ(command(FIND), 0);
+    EXPECT_STREQ(window->search_text, "");
+    EXPECT_TRUE(window->search_case_sensitive);
+    expectSelected(0, 0);
+}
+
+TEST_F(VelMainWindowFind, HalfACharacterIsNoTermAndTheLastOneIsNotSearchedForInItsPlace)
+{
+    openCounted("a,b\n");
+    setTerm("b");
+    whenFind([](HWND dialog) {
+        SetWindowTextW(editOf(dialog), L"b\xD83D");
+        SendMessageW(checkBoxOf(dialog), BM_SETCHECK, BST_CHECKED, 0);
+        press(dialog, IDOK);
+    });
     EXPECT_EQ(command(FIND), 0);
     EXPECT_STREQ(window->search_text, "");
     EXPECT_TRUE(window->search_case_sensitive);
@@ -294,6 +227,29 @@ TEST_F(VelMainWindowFind, FromTheRecordColumnItBeginsWithTheFirstField)
     expectNext(1, 1);
 }
 
+TEST_F(VelMainWindowFind, FarDownTheFileItCountsOnFromItsFirstRecord)
+{
+    std::string contents;
+    for (int i = 0; i < 1000; i++)
+        contents += i == 10 || i == 456 || i == 789 ? "a,needle\n" : "a,b\n";
+    openCounted(contents);
+    setTerm("needle");
+    select(400, 1);
+    expectNext(456, 2);
+    expectNext(789, 2);
+    expectNoMore();
+}
+
+TEST_F(VelMainWindowFind, WithHeadersALaterFieldOfTheSelectedRecordIsFound)
+{
+    openCounted("name,age\nx,31\ny,32\n");
+    ASSERT_TRUE(window->headers);
+    setTerm("3");
+    select(1, 1);
+    expectNext(1, 2);
+    expectNoMore();
+}
+
 TEST_F(VelMainWindowFind, WithoutASelectionItBeginsWithTheFirstRecord)
 {
     openCounted("needle,y\nneedle,z\n");
@@ -354,7 +310,7 @@ TEST_F(VelMainWindowFind, CaseSensitivityIsRespected)
     select(0, 0);
     expectNext(0, 3);
     setTerm("ÄÖ", false);
-    openCounted(MARK + "x,äö\n");
+    openCounted(std::string(MARK) + "x,äö\n");
     expectNext(0, 2);
     setTerm("ÄÖ", true);
     select(0, 0);
@@ -442,9 +398,11 @@ TEST_F(VelMainWindowFind, AShortSearchShowsNoProgressDialog)
     setTerm("needle");
     bool shown = false;
     whenDialog(L"ProgressDialog", L"Searching", [&shown](HWND) { shown = true; });
+    naps.clear();
     command(FIND_NEXT);
     VelModalSteps::clear();
     EXPECT_FALSE(shown);
+    EXPECT_EQ(naps, std::vector<gulong>{50000});
     expectSelected(1, 1);
 }
 
@@ -457,102 +415,4 @@ TEST_F(VelMainWindowFind, AFileIsSearchedBeforeTheTimerHasShownItsRecords)
     ASSERT_EQ(window->positions.n, 0);
     setTerm("needle");
     expectNext(1, 2);
-}
-
-// Searches that take long.
-
-TEST_F(VelMainWindowFind, AHitAheadOfTheRunningScanIsShown)
-{
-    std::string contents;
-    for (int i = 0; i < 400000; i++)
-        contents += "some field,another field\n";
-    vel_main_window_close_file(window);
-    ASSERT_EQ(open(makeFile("large.csv", contents + "x,y,needle\n")), "");
-    ASSERT_TRUE(vel_test_pump_until([this] {
-        vel_main_window_update(window);
-        return window->table.rows > 0;
-    }));
-    setTerm("needle");
-    expectNext(400000, 3);
-}
-
-TEST_F(VelMainWindowFind, ALongSearchShowsItsProgressAndEndsByItself)
-{
-    openLarge();
-    bool shown = false;
-    whenDialog(L"ProgressDialog", L"Searching", [this, &shown](HWND dialog) {
-        shown = true;
-        EXPECT_EQ(GetWindow(dialog, GW_OWNER), window->hwnd);
-        EXPECT_FALSE(IsWindowEnabled(window->hwnd));
-        EXPECT_NE(childOf(dialog, PROGRESS_CLASSW), nullptr);
-        EXPECT_EQ(textOf(childOf(dialog, L"Button")), "Cancel");
-    });
-    std::string text;
-    whenBox(L"Search", &text);
-    command(FIND_NEXT);
-    EXPECT_TRUE(shown);
-    EXPECT_EQ(text, "No more occurences found");
-    expectSelected(1, 2);
-}
-
-TEST_F(VelMainWindowFind, TheWindowAnswersWhileASearchRuns)
-{
-    openLarge();
-    whenDialog(L"ProgressDialog", L"Searching", [this](HWND dialog) {
-        vel_main_window_update(window);
-        EXPECT_EQ(cell(1, 1), "ein längeres Feld");
-        RedrawWindow(window->hwnd, nullptr, nullptr,
-                     RDW_INVALIDATE | RDW_ALLCHILDREN | RDW_UPDATENOW);
-        press(dialog, IDCANCEL);
-    });
-    command(FIND_NEXT);
-    expectSelected(1, 2);
-}
-
-TEST_F(VelMainWindowFind, CancelEndsASearch)
-{
-    openLarge();
-    expectCancelled([](HWND dialog) { SendMessageW(childOf(dialog, L"Button"), BM_CLICK, 0, 0); });
-}
-
-TEST_F(VelMainWindowFind, EscapeEndsASearch)
-{
-    openLarge();
-    expectCancelled([](HWND) { postKey(VK_ESCAPE); });
-}
-
-TEST_F(VelMainWindowFind, TheCloseBoxEndsASearch)
-{
-    openLarge();
-    expectCancelled([](HWND dialog) { PostMessageW(dialog, WM_SYSCOMMAND, SC_CLOSE, 0); });
-}
-
-TEST_F(VelMainWindowFind, ACancelledSearchInsideAGiantRecordEndsAtOnceAndTheNextOneWorks)
-{
-    openCounted("a,b\nc,d\n\"" + std::string(std::size_t{1} << 27, 'x') + "\"\nneedle\n");
-    setTerm("absent");
-    select(1, 2);
-    expectCancelled([](HWND dialog) { press(dialog, IDCANCEL); });
-    setTerm("a");
-    select(-1, -1);
-    expectNext(0, 1);
-}
-
-// Failures, which end the program.
-
-TEST_F(VelMainWindowFindDeathTest, FindNextWithoutAFileEndsTheProgram)
-{
-    VEL_EXPECT_ERROR_BOX(setTerm("needle"); command(FIND_NEXT), "Record index out of bounds");
-}
-
-TEST_F(VelMainWindowFindDeathTest, ControlFWithoutAFileEndsTheProgramOnceATermIsConfirmed)
-{
-    VEL_EXPECT_ERROR_BOX(whenFindEntered("needle"); command(FIND), "Record index out of bounds");
-}
-
-TEST_F(VelMainWindowFindDeathTest, AnErrorOfTheSearchEndsTheProgram)
-{
-    VEL_EXPECT_ERROR_BOX(openCounted("a,b\nc,d\n"); setTerm("absent");
-                         vel_csv_parser_set_content(&window->search_parser, g_strdup("\"open"));
-                         command(FIND_NEXT), "Unclosed quoted value");
 }

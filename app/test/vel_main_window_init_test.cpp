@@ -162,6 +162,7 @@ TEST_F(VelMainWindowInit, AnEarlierAcceleratorTableIsReplaced)
     ACCEL keys[10] = {};
     ASSERT_EQ(CopyAcceleratorTableW(vel_gui_instance.accelerators, keys, G_N_ELEMENTS(keys)), 4);
     EXPECT_EQ(keys[0].key, 'O');
+    EXPECT_EQ(CopyAcceleratorTableW(earlier, nullptr, 0), 0) << "it still exists";
 }
 
 TEST_F(VelMainWindowInit, TheStatusBarHasOnePartAndASizeGrip)
@@ -209,6 +210,23 @@ TEST_F(VelMainWindowInit, TheDataIsEmptyAndIndexed)
     EXPECT_EQ(g_async_queue_length(window->chunk_queue), 0);
     EXPECT_EQ(window->scanner_thread, nullptr);
     EXPECT_EQ(window->file_path, nullptr);
+}
+
+TEST_F(VelMainWindowInit, WhatWasInTheStorageBeforeIsForgotten)
+{
+    done();
+    memset(static_cast<void *>(window), 0xAA, sizeof *window);
+    create();
+    EXPECT_EQ(window->record_count.load(), 0);
+    EXPECT_EQ(window->max_field_count.load(), 0);
+    EXPECT_EQ(window->scan_state.load(), 0);
+    EXPECT_EQ(window->stop_scanning.load(), 0);
+    EXPECT_EQ(window->scanner_thread, nullptr);
+    EXPECT_EQ(window->file_path, nullptr);
+    EXPECT_FALSE(window->search_case_sensitive);
+    EXPECT_EQ(window->cache_strings_floor, 0);
+    EXPECT_FALSE(window->cache_failed);
+    EXPECT_EQ(window->headers, TRUE);
 }
 
 TEST_F(VelMainWindowInit, TheTimerUpdatesTheStatusAfterASecond)
@@ -259,8 +277,11 @@ TEST_F(VelMainWindowInit, LayingOutRepaintsTheWholeWindow)
 TEST_F(VelMainWindowInit, EndingItReleasesEverything)
 {
     const HWND hwnd = window->hwnd;
+    const HICON icon = window->icon;
     done();
     EXPECT_FALSE(IsWindow(hwnd));
+    ICONINFO info = {};
+    EXPECT_FALSE(GetIconInfo(icon, &info));
     WNDCLASSEXW registered = {};
     registered.cbSize = sizeof registered;
     EXPECT_FALSE(GetClassInfoExW(vel_gui_instance.instance, L"FileViewer", &registered));

@@ -323,6 +323,16 @@ TEST_F(VelMainWindowOpen, OpenAsWithEverySeparator)
     EXPECT_EQ(window->parser.separator, ';');
 }
 
+TEST_F(VelMainWindowOpen, ListsWithoutASelectionMeanDetection)
+{
+    openAs(makeFile("bare.csv", "\xEF\xBB\xBF"
+                                "ä;b\nc;d\n"),
+           static_cast<WPARAM>(-1), static_cast<WPARAM>(-1));
+    EXPECT_EQ(window->parser.separator, ';');
+    EXPECT_STREQ(window->parser.encoding, "UTF-8");
+    EXPECT_EQ(cell(0, 1), "ä");
+}
+
 TEST_F(VelMainWindowOpen, OpenAsWithEveryEncoding)
 {
     const gchar *ansi = nullptr;

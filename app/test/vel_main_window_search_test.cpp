@@ -65,6 +65,24 @@ TEST(VelMainWindowSearchTerm, LettersThatLowerToAsciiAreFound)
     EXPECT_FALSE(matches("k", "300 \u212a", TRUE));
 }
 
+#ifdef _WIN32
+TEST(VelMainWindowSearchTerm, InALocaleThatLowersAsciiLettersInItsOwnWayThatWayHolds)
+{
+    g_autofree gchar *locale = g_strdup(g_getenv("LC_ALL"));
+    g_setenv("LC_ALL", "tr_TR", TRUE);
+    // Turkish has an i without a dot, too.
+    EXPECT_TRUE(matches("\u0131", "DIZI", FALSE));
+    EXPECT_TRUE(matches("I", "DIZI", FALSE));
+    EXPECT_FALSE(matches("i", "DIZI", FALSE));
+    EXPECT_TRUE(matches("i", "DIZI i", FALSE));
+    if (locale != nullptr)
+        g_setenv("LC_ALL", locale, TRUE);
+    else
+        g_unsetenv("LC_ALL");
+    EXPECT_TRUE(matches("i", "DIZI", FALSE));
+}
+#endif
+
 TEST(VelMainWindowSearchTerm, ATermAtTheEndsOfTheField)
 {
     EXPECT_TRUE(matches("abc", "ABC", FALSE));
@@ -250,7 +268,7 @@ TEST_F(VelMainWindowSearchThread, ARaisedStopEndsItWithoutAHit)
 
 TEST_F(VelMainWindowSearchThread, AStopInsideAGiantRecordIsNoError)
 {
-    open("a\n\"" + std::string(std::size_t{1} << 28, 'x') + "\",needle\n");
+    open("a\n\"" + std::string(std::size_t{1} << 24, 'x') + "\",needle\n");
     request.text = "absent";
     GThread *const thread = g_thread_new("Searcher", vel_main_window_search_thread, &request);
     g_usleep(5000);
@@ -274,6 +292,25 @@ TEST_F(VelMainWindowSearchThread, ProgressStartsWhereTheParserStands)
     search("needle");
     // The one block of seven bytes has been read.
     EXPECT_FLOAT_EQ(vel_job_get_progress(&job), 7.0F / 8.0F);
+}
+
+TEST_F(VelMainWindowSearchThread, ProgressIsReportedAtTheStartWhateverTheRecord)
+{
+    open("needle\n");
+    request.row = 5;
+    search("needle");
+    EXPECT_FLOAT_EQ(vel_job_get_progress(&job), 7.0F / 8.0F);
+}
+
+TEST_F(VelMainWindowSearchThread, ProgressIsReportedAgainAfterTenThousandRecords)
+{
+    std::string content;
+    for (int i = 0; i < 15000; i++)
+        content += std::string(99, 'x') + "\n";
+    open(content);
+    search("needle");
+    // The record after the ten-thousandth begins in the eighth block.
+    EXPECT_FLOAT_EQ(vel_job_get_progress(&job), 8.0F * VEL_CSV_PARSER_BLOCK_SIZE / 1500001.0F);
 }
 
 TEST_F(VelMainWindowSearchThread, AHitAheadOfTheScanWaitsForItsRecordAndItsField)

@@ -118,6 +118,17 @@ TEST_F(VelMainWindowSettings, TheFirstRunShowsTheWindowNormallyWith640By480)
     EXPECT_EQ(bounds().bottom - bounds().top, 480);
 }
 
+TEST_F(VelMainWindowSettings, ShowingPaintsTheWindowAtOnce)
+{
+    create();
+    vel_main_window_show(window);
+    EXPECT_FALSE(GetUpdateRect(window->hwnd, nullptr, FALSE)) << "without a stored placement";
+    closeAndDone();
+    create();
+    vel_main_window_show(window);
+    EXPECT_FALSE(GetUpdateRect(window->hwnd, nullptr, FALSE)) << "with a stored placement";
+}
+
 TEST_F(VelMainWindowSettings, ClosingStoresThePlacement)
 {
     create();
@@ -284,5 +295,11 @@ TEST_F(VelMainWindowSettingsDeathTest, ADatabaseThatCannotBeOpenedEndsTheProgram
 TEST_F(VelMainWindowSettingsDeathTest, AFolderThatCannotBeMadeEndsTheProgram)
 {
     makeFile("Halvorine", "a file where a folder should be");
-    VEL_EXPECT_ERROR_BOX(create(), "Creating the folder ");
+    EXPECT_EXIT(
+        {
+            vel_test_answer_boxes();
+            create();
+        },
+        testing::ExitedWithCode(1),
+        "\\[box Error\\] Creating the folder .*Halvorine.Quorlen failed: Not a directory");
 }

@@ -53,6 +53,7 @@ read_gate gate;
 publication_log publications;
 std::atomic<gint32> opens_until_failure;
 bool groups_thousands;
+std::atomic<bool> loses_fields;
 
 } // namespace
 
@@ -61,6 +62,7 @@ void stand_in_reset(void)
     stand_in = {};
     opens_until_failure = 0;
     groups_thousands = false;
+    loses_fields = false;
     {
         const std::lock_guard lock(publications.mutex);
         publications.entries.clear();
@@ -267,6 +269,11 @@ void stand_in_group_thousands(void)
     groups_thousands = true;
 }
 
+void stand_in_lose_fields(void)
+{
+    loses_fields = true;
+}
+
 extern "C" {
 
 void __real_g_async_queue_push(GAsyncQueue *queue, gpointer data);
@@ -281,10 +288,12 @@ void __wrap_g_async_queue_push(GAsyncQueue *queue, gpointer data)
 size_t __real_fread(void *bytes, size_t size, size_t n, FILE *file);
 FILE *__real_vel_utils_fopen_shared(const gchar *path, GError **error);
 struct lconv *__real_localeconv(void);
+gint32 __real_vel_csv_parser_read_record(vel_csv_parser *parser, GPtrArray *fields, GError **error);
 
 size_t __wrap_fread(void *bytes, size_t size, size_t n, FILE *file);
 FILE *__wrap_vel_utils_fopen_shared(const gchar *path, GError **error);
 struct lconv *__wrap_localeconv(void);
+gint32 __wrap_vel_csv_parser_read_record(vel_csv_parser *parser, GPtrArray *fields, GError **error);
 
 size_t __wrap_fread(void *bytes, size_t size, size_t n, FILE *file)
 {
@@ -315,6 +324,14 @@ struct lconv *__wrap_localeconv(void)
     conventions.thousands_sep = separator;
     conventions.grouping = grouping;
     return &conventions;
+}
+
+gint32 __wrap_vel_csv_parser_read_record(vel_csv_parser *parser, GPtrArray *fields, GError **error)
+{
+    const gint32 n_fields = __real_vel_csv_parser_read_record(parser, fields, error);
+    if (loses_fields && fields != nullptr)
+        fields->pdata = nullptr;
+    return n_fields;
 }
 
 } // extern "C"

@@ -87,3 +87,6 @@ void stand_in_fail_open(gint32 nth);
 
 /// Replaces the locale's thousands separator by a comma after every third digit.
 void stand_in_group_thousands(void);
+
+/// Makes every record that is read with its fields from now on come without the array's storage.
+void stand_in_lose_fields(void);
