@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
-# deps/install.sh [run|test]: installs the Debian packages that are missing, for running the program (./run) or for all
-# tests (./test). Says what and why first; uses sudo when not root; does nothing when all are there.
+# deps/install.sh [run|test|fuzz]: installs the Debian packages that are missing, for running the program (./run), for
+# all tests (./test) or for fuzzing (./fuzz). Says what and why first; uses sudo when not root; does nothing when all
+# are there.
 set -euo pipefail
 root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 . "$root/tools/lib.sh"
@@ -22,6 +23,14 @@ install_packages_to_test() {
 the native build: g++ libglib2.0-dev libsqlite3-dev libgtest-dev
 GLib with the thread sanitizer: libffi-dev libpcre2-dev zlib1g-dev
 the check of the source format: clang-format
+LIST
+}
+
+install_packages_to_fuzz() {
+    cat <<'LIST'
+the build: cmake ninja-build pkgconf
+the native libraries: g++ libglib2.0-dev libsqlite3-dev libgtest-dev
+the fuzzer and its sanitizers: clang-14 libclang-rt-14-dev llvm-14
 LIST
 }
 
@@ -69,6 +78,6 @@ install_all() {
 }
 
 purpose_wanted=${1:-test}
-[[ $purpose_wanted == run || $purpose_wanted == test ]] || quorlen_fail "usage: deps/install.sh [run|test]"
+[[ $purpose_wanted == @(run|test|fuzz) ]] || quorlen_fail "usage: deps/install.sh [run|test|fuzz]"
 install_find_missing
 ((${#missing[@]} == 0)) || install_all
