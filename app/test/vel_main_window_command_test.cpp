@@ -122,14 +122,8 @@ TEST_F(VelMainWindowCommand, AHeaderRecordOfTooFewFieldsLeavesTheTitlesOfTheOthe
 TEST_F(VelMainWindowCommand, AboutTellsProgramVersionAndLibraries)
 {
     whenAbout([this](HWND dialog) {
-        EXPECT_EQ(sizeOf(dialog).cx, 400);
-        EXPECT_EQ(sizeOf(dialog).cy, 200);
-        EXPECT_EQ(GetWindow(dialog, GW_OWNER), window->hwnd);
+        expectDialog(dialog, {400, 200}, {400, 400});
         const HWND panel = panelOf(dialog);
-        EXPECT_EQ(placeOf(panel).left, 11);
-        EXPECT_EQ(placeOf(panel).top, 12);
-        EXPECT_EQ(sizeOf(panel).cx, 400);
-        EXPECT_EQ(sizeOf(panel).cy, 400);
         EXPECT_EQ(textOf(childOf(panel, L"Static", 0)),
                   "Quorlen - viewer for CSV (comma separated values) files");
         EXPECT_EQ(textOf(childOf(panel, L"Static", 1)), "Version " QUORLEN_VERSION);

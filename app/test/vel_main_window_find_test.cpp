@@ -29,14 +29,8 @@ TEST_F(VelMainWindowFind, TheDialogHoldsTheTermAndTheCaseFlag)
 {
     setTerm("früher \U0001F600", true);
     whenFind([this](HWND dialog) {
-        EXPECT_EQ(sizeOf(dialog).cx, 400);
-        EXPECT_EQ(sizeOf(dialog).cy, 200);
-        EXPECT_EQ(GetWindow(dialog, GW_OWNER), window->hwnd);
+        expectDialog(dialog, {400, 200}, {400, 200});
         const HWND panel = panelOf(dialog);
-        EXPECT_EQ(placeOf(panel).left, 11);
-        EXPECT_EQ(placeOf(panel).top, 12);
-        EXPECT_EQ(sizeOf(panel).cx, 400);
-        EXPECT_EQ(sizeOf(panel).cy, 200);
         EXPECT_EQ(textOf(childOf(panel, L"Static")), "Search for:");
         EXPECT_EQ(textOf(editOf(dialog)), "früher \U0001F600");
         EXPECT_EQ(styleOf(editOf(dialog)) & (ES_MULTILINE | ES_AUTOHSCROLL),

@@ -285,6 +285,19 @@ protected:
         return {bounds.right - bounds.left, bounds.bottom - bounds.top};
     }
 
+    /// What the program's dialogs have in common.
+    void expectDialog(HWND dialog, SIZE size, SIZE panel_size) const
+    {
+        EXPECT_EQ(sizeOf(dialog).cx, size.cx);
+        EXPECT_EQ(sizeOf(dialog).cy, size.cy);
+        EXPECT_EQ(GetWindow(dialog, GW_OWNER), window->hwnd);
+        const HWND panel = panelOf(dialog);
+        EXPECT_EQ(placeOf(panel).left, 11);
+        EXPECT_EQ(placeOf(panel).top, 12);
+        EXPECT_EQ(sizeOf(panel).cx, panel_size.cx);
+        EXPECT_EQ(sizeOf(panel).cy, panel_size.cy);
+    }
+
     /// A dialog's panel, the child that is neither of its buttons.
     static HWND panelOf(HWND dialog)
     {

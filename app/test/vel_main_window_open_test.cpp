@@ -226,15 +226,8 @@ TEST_F(VelMainWindowOpen, TheOpenAsDialogHasTwoListsWithTheirLabels)
 {
     whenFileDialog(makeFile("other.csv", "x;y\n"));
     whenOpenAs([this](HWND dialog) {
-        EXPECT_EQ(sizeOf(dialog).cx, 400);
-        EXPECT_EQ(sizeOf(dialog).cy, 300);
-        EXPECT_EQ(GetWindow(dialog, GW_OWNER), window->hwnd);
+        expectDialog(dialog, {400, 300}, {400, 400});
         const HWND panel = panelOf(dialog);
-        const RECT place = placeOf(panel);
-        EXPECT_EQ(place.left, 11);
-        EXPECT_EQ(place.top, 12);
-        EXPECT_EQ(sizeOf(panel).cx, 400);
-        EXPECT_EQ(sizeOf(panel).cy, 400);
         EXPECT_EQ(textOf(childOf(panel, L"Static", 0)), "File encoding:");
         EXPECT_EQ(textOf(childOf(panel, L"Static", 1)), "Field separator:");
         const HWND encodings = childOf(panel, L"ComboBox", 0);

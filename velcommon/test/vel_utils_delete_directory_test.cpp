@@ -33,17 +33,6 @@ struct VelUtilsDeleteDirectory : vel_utils_file_fixture {
         expect_error(G_FILE_ERROR, G_FILE_ERROR_FAILED, system_error(number));
     }
 
-    // The names of a folder in the order in which they are listed, as long as nothing changes.
-    std::vector<std::string> names(const std::string &name) const
-    {
-        std::vector<std::string> all;
-        GDir *const dir = g_dir_open(path(name).c_str(), 0, nullptr);
-        while (const gchar *const entry = g_dir_read_name(dir))
-            all.push_back(entry);
-        g_dir_close(dir);
-        return all;
-    }
-
     // Makes a folder of ten files, each holding its name.
     void make_ten(const std::string &name) const
     {

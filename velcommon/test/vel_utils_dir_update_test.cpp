@@ -49,16 +49,6 @@ struct VelUtilsDirUpdate : vel_utils_file_fixture {
                          path("target/" + name) + "\": " + system_error(number));
     }
 
-    std::vector<std::string> names(const std::string &name) const
-    {
-        std::vector<std::string> all;
-        GDir *const dir = g_dir_open(path(name).c_str(), 0, nullptr);
-        while (const gchar *const entry = g_dir_read_name(dir))
-            all.push_back(entry);
-        g_dir_close(dir);
-        return all;
-    }
-
     // Ten files in the source, and in the target ten older ones.
     void make_ten() const
     {

@@ -12,6 +12,7 @@
 
 #include <cstdio>
 #include <string>
+#include <vector>
 
 #ifdef _WIN32
 #include <windows.h>
@@ -56,6 +57,17 @@ struct vel_utils_file_fixture : testing::Test {
                 c = G_DIR_SEPARATOR;
         }
         return full;
+    }
+
+    // The names of a folder in the order in which they are listed, as long as nothing changes.
+    std::vector<std::string> names(const std::string &name) const
+    {
+        std::vector<std::string> all;
+        GDir *const dir = g_dir_open(path(name).c_str(), 0, nullptr);
+        while (const gchar *const entry = g_dir_read_name(dir))
+            all.push_back(entry);
+        g_dir_close(dir);
+        return all;
     }
 
     // The same in a form that the C library takes at any length.
