@@ -43,6 +43,7 @@ static void vel_csv_parser_close_file(vel_csv_parser *parser)
         fclose(parser->file);
     parser->file = nullptr;
     parser->read_failed = FALSE;
+    parser->place_lost = FALSE;
 }
 
 void vel_csv_parser_init(vel_csv_parser *parser)
@@ -197,8 +198,7 @@ void vel_csv_parser_set_file(vel_csv_parser *parser, FILE *stream, gchar separat
     vel_csv_parser_open_converter(parser, error);
     if (vel_csv_parser_failed(error))
         return;
-    if (!vel_utils_fseek(stream, 0, SEEK_SET))
-        vel_csv_parser_set_stream_error(error);
+    vel_csv_parser_seek_block(parser, 0, error);
     vel_csv_parser_read_block(parser, error);
     // As many converted bytes as the mark had raw ones: a UTF-16 mark has three, so its last one
     // stays in the text.
@@ -233,10 +233,8 @@ void vel_csv_parser_get_offset(vel_csv_parser *parser, gint32 *block, gint32 *of
 static bool vel_csv_parser_go_to_block(vel_csv_parser *parser, gint32 block, gint32 offset,
                                        GError **error)
 {
-    if (!vel_utils_fseek(parser->file, gint64{block} * VEL_CSV_PARSER_BLOCK_SIZE, SEEK_SET)) {
-        vel_csv_parser_set_stream_error(error);
+    if (!vel_csv_parser_seek_block(parser, block, error))
         return false;
-    }
     vel_csv_parser_read_block(parser, error);
     parser->block = block;
     if (!vel_csv_parser_failed(error))
@@ -327,13 +325,20 @@ gint64 vel_csv_parser_get_file_size(vel_csv_parser *parser)
         return 0;
     const bool at_end = feof(file) != 0;
     const gint64 position = vel_utils_ftell(file);
-    if (position < 0 || !vel_utils_fseek(file, 0, SEEK_END))
+    if (position < 0)
         return -1;
+    if (!vel_utils_fseek(file, 0, SEEK_END)) {
+        parser->place_lost = TRUE;
+        return -1;
+    }
     const gint64 size = vel_utils_ftell(file);
     if (at_end) {
         if (size > position || vel_utils_fseek(file, position, SEEK_SET))
             vel_csv_parser_mark_end(file);
         return size;
     }
-    return vel_utils_fseek(file, position, SEEK_SET) ? size : -1;
+    if (vel_utils_fseek(file, position, SEEK_SET))
+        return size;
+    parser->place_lost = TRUE;
+    return -1;
 }

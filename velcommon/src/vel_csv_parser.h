@@ -54,6 +54,7 @@ typedef struct vel_csv_parser {
 
     const std::atomic<gint32> *stop; ///< Borrowed, may be null; not 0 abandons reading.
     gboolean read_failed; ///< The stream failed while `block` was read: it must be read again.
+    gboolean place_lost;  ///< A seek failed: nobody knows where the stream stands.
 } vel_csv_parser;
 
 /// The quark of "VEL_CSV_PARSER_QUARK". Any thread.
@@ -163,8 +164,8 @@ gint64 vel_csv_parser_get_file_position(vel_csv_parser *parser);
 
 /// Tells the size of the file in bytes as it is now. 0 without a file, -1 when the stream cannot
 /// tell. Seeks to the end and back, with the stream's end-of-file mark as it was: the reading goes
-/// on undisturbed. Only when the whole file has been read and has grown since does the stream stay
-/// at its new end.
+/// on undisturbed, also after a way back that failed. Only when the whole file has been read and
+/// has grown since does the stream stay at its new end.
 gint64 vel_csv_parser_get_file_size(vel_csv_parser *parser);
 
 /// Reads one record; the position is the start of the next one afterwards.

@@ -107,16 +107,22 @@ bool vel_csv_parser_needs_block(const vel_csv_parser *parser)
     return parser->pos >= parser->buffer_end && parser->file != nullptr && feof(parser->file) == 0;
 }
 
+bool vel_csv_parser_seek_block(vel_csv_parser *parser, gint32 block, GError **error)
+{
+    parser->place_lost =
+        !vel_utils_fseek(parser->file, gint64{block} * VEL_CSV_PARSER_BLOCK_SIZE, SEEK_SET);
+    if (parser->place_lost)
+        vel_csv_parser_set_stream_error(error);
+    return !parser->place_lost;
+}
+
 void vel_csv_parser_next_block(vel_csv_parser *parser, GError **error)
 {
-    parser->pos = parser->buffer;
-    if (!parser->read_failed) {
-        vel_csv_parser_read_block(parser, error);
-        parser->block++;
+    const gint32 next = parser->block + (parser->read_failed ? 0 : 1);
+    if ((parser->read_failed || parser->place_lost) &&
+        !vel_csv_parser_seek_block(parser, next, error))
         return;
-    }
-    if (vel_utils_fseek(parser->file, gint64{parser->block} * VEL_CSV_PARSER_BLOCK_SIZE, SEEK_SET))
-        vel_csv_parser_read_block(parser, error);
-    else
-        vel_csv_parser_set_stream_error(error);
+    parser->pos = parser->buffer;
+    parser->block = next;
+    vel_csv_parser_read_block(parser, error);
 }

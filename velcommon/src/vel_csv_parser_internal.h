@@ -25,6 +25,10 @@ void vel_csv_parser_set_stream_error(GError **error);
 /// The name of the system's ANSI character set, or of what stands in for it elsewhere.
 const gchar *vel_csv_parser_ansi_charset(void);
 
+/// Moves the stream to the start of a block. False when that fails; the next block that is read is
+/// then sought first.
+bool vel_csv_parser_seek_block(vel_csv_parser *parser, gint32 block, GError **error);
+
 /// Whether the position is at the end of the block and the file has another one.
 bool vel_csv_parser_needs_block(const vel_csv_parser *parser);
 

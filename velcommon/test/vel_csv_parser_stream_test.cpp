@@ -1,86 +1,12 @@
 // Streams that no file could be: without end, far larger than any disk, or failing at the n-th read
 // or seek. They are made of callbacks, which the C library here has and others do not.
+#include "vel_csv_fake_stream.h"
 #include "vel_csv_parser_test_support.h"
 
 #include <sys/resource.h>
 
-#include <algorithm>
-#include <cerrno>
-#include <cstring>
-
 namespace
 {
-
-// A text, then `fill` bytes up to the size; reads and seeks that fail on order.
-struct FakeStream {
-    std::string text;
-    char fill = 'x';
-    gint64 size = 0;
-    gint64 position = 0;
-    int reads = 0;
-    int seeks = 0;
-    int failing_read = 0; // the n-th from 1; 0 none
-    int failing_seek = 0;
-    int failure = EIO;
-    std::atomic<gint32> *raise = nullptr; // raised at the twentieth read
-    bool closed = false;
-    // The C library reads streams of callbacks by the bufferful.
-    std::vector<char> buffer = std::vector<char>(CSV_BLOCK / 2);
-
-    explicit FakeStream(const std::string &bytes)
-        : text(bytes), size(static_cast<gint64>(bytes.size()))
-    {
-    }
-
-    static ssize_t on_read(void *cookie, char *bytes, size_t n)
-    {
-        FakeStream *const self = static_cast<FakeStream *>(cookie);
-        self->reads++;
-        if (self->reads == self->failing_read) {
-            errno = self->failure;
-            return -1;
-        }
-        if (self->reads == 20 && self->raise != nullptr)
-            *self->raise = 1;
-        const gint64 left = std::max(self->size - self->position, gint64{0});
-        const size_t count = std::min(n, static_cast<size_t>(left));
-        std::memset(bytes, self->fill, count);
-        const gint64 text_size = static_cast<gint64>(self->text.size());
-        if (self->position < text_size)
-            self->text.copy(bytes, count, static_cast<size_t>(self->position));
-        self->position += static_cast<gint64>(count);
-        return static_cast<ssize_t>(count);
-    }
-
-    static int on_seek(void *cookie, off64_t *offset, int whence)
-    {
-        FakeStream *const self = static_cast<FakeStream *>(cookie);
-        self->seeks++;
-        if (self->seeks == self->failing_seek) {
-            errno = self->failure;
-            return -1;
-        }
-        const gint64 base = whence == SEEK_CUR   ? self->position
-                            : whence == SEEK_END ? self->size
-                                                 : 0;
-        self->position = base + *offset;
-        *offset = self->position;
-        return 0;
-    }
-
-    static int on_close(void *cookie)
-    {
-        static_cast<FakeStream *>(cookie)->closed = true;
-        return 0;
-    }
-
-    FILE *open()
-    {
-        FILE *const file = fopencookie(this, "rb", {on_read, nullptr, on_seek, on_close});
-        setvbuf(file, buffer.data(), _IOFBF, buffer.size());
-        return file;
-    }
-};
 
 void open(CsvReader &reader, FakeStream &stream, char separator = ',')
 {
