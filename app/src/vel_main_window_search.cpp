@@ -29,8 +29,11 @@ static gint32 vel_main_window_search_record(const GPtrArray *fields, gint32 from
     return -1;
 }
 
+/// A stream that fails cannot tell its position or size; then there is nothing to report.
 static void vel_main_window_report_progress(search_request *request, gint64 position, gint64 size)
 {
+    if (position < 0 || size < 0)
+        return;
     const double fraction = double(position) / (double(size) + 1);
     vel_job_set_progress(request->job, static_cast<gfloat>(fraction));
 }

@@ -10,6 +10,7 @@
 #include <cstdlib>
 #include <mutex>
 #include <thread>
+#include <unistd.h>
 
 #include "vel_assert.h"
 #include "vel_gui.h"
@@ -55,6 +56,16 @@ std::atomic<gint32> opens_until_failure;
 bool groups_thousands;
 std::atomic<bool> loses_fields;
 
+/// A share whose files are read through callbacks.
+struct file_share {
+    std::atomic<bool> is_used;
+    std::atomic<gint32> calls;
+    std::atomic<gint32> failing_from = G_MAXINT32; ///< The first call that fails, counted from 1.
+    std::atomic<gint32> failing_to = G_MAXINT32;   ///< The call behind the last one that does.
+};
+
+file_share share;
+
 } // namespace
 
 void stand_in_reset(void)
@@ -63,6 +74,9 @@ void stand_in_reset(void)
     opens_until_failure = 0;
     groups_thousands = false;
     loses_fields = false;
+    share.is_used = false;
+    share.calls = 0;
+    stand_in_share_fail(0, false);
     {
         const std::lock_guard lock(publications.mutex);
         publications.entries.clear();
@@ -274,6 +288,51 @@ void stand_in_lose_fields(void)
     loses_fields = true;
 }
 
+// The share.
+
+void stand_in_share_files(void)
+{
+    share.is_used = true;
+}
+
+gint32 stand_in_share_calls(void)
+{
+    return share.calls;
+}
+
+void stand_in_share_fail(gint32 nth, bool lasting)
+{
+    share.failing_from = nth > 0 ? share.calls + nth : G_MAXINT32;
+    share.failing_to = nth > 0 && !lasting ? share.calls + nth + 1 : G_MAXINT32;
+}
+
+static bool stand_in_share_answers(void)
+{
+    const gint32 call = ++share.calls;
+    if (call < share.failing_from || call >= share.failing_to)
+        return true;
+    errno = EIO;
+    return false;
+}
+
+static ssize_t stand_in_share_read(void *cookie, char *bytes, size_t n)
+{
+    return stand_in_share_answers() ? read(fileno(static_cast<FILE *>(cookie)), bytes, n) : -1;
+}
+
+static int stand_in_share_seek(void *cookie, off64_t *offset, int whence)
+{
+    if (!stand_in_share_answers())
+        return -1;
+    *offset = lseek(fileno(static_cast<FILE *>(cookie)), *offset, whence);
+    return *offset < 0 ? -1 : 0;
+}
+
+static int stand_in_share_close(void *cookie)
+{
+    return fclose(static_cast<FILE *>(cookie));
+}
+
 extern "C" {
 
 void __real_g_async_queue_push(GAsyncQueue *queue, gpointer data);
@@ -311,7 +370,11 @@ FILE *__wrap_vel_utils_fopen_shared(const gchar *path, GError **error)
         vel_utils_set_error_from_errno(error);
         return nullptr;
     }
-    return __real_vel_utils_fopen_shared(path, error);
+    FILE *const file = __real_vel_utils_fopen_shared(path, error);
+    if (file == nullptr || !share.is_used)
+        return file;
+    return fopencookie(file, "rb",
+                       {stand_in_share_read, nullptr, stand_in_share_seek, stand_in_share_close});
 }
 
 struct lconv *__wrap_localeconv(void)

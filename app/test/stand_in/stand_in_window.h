@@ -85,6 +85,18 @@ void stand_in_wait_publication(gsize nth);
 /// Makes the n-th file that is opened from now on fail with ENOENT, counted from 1; 0 for none.
 void stand_in_fail_open(gint32 nth);
 
+/// Makes every file that is opened from now on one of a share, whose calls are counted and can
+/// fail.
+void stand_in_share_files(void);
+
+/// Reads and seeks of the share's files so far.
+gint32 stand_in_share_calls(void);
+
+/// Makes the n-th read or seek of the share's files from now on fail with EIO, counted from 1; 0
+/// for none, which is also how the share comes back.
+/// @param lasting  whether all that follow fail too, as on a share that has disappeared
+void stand_in_share_fail(gint32 nth, bool lasting);
+
 /// Replaces the locale's thousands separator by a comma after every third digit.
 void stand_in_group_thousands(void);
 
