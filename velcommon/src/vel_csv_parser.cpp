@@ -69,6 +69,12 @@ void vel_csv_parser_set_stop_flag(vel_csv_parser *parser, const std::atomic<gint
     parser->stop = stop;
 }
 
+void vel_csv_parser_set_keep_limits(vel_csv_parser *parser, gint32 fields, guint64 bytes)
+{
+    parser->keep_fields = fields;
+    parser->keep_bytes = bytes;
+}
+
 void vel_csv_parser_set_separator(vel_csv_parser *parser, gchar separator)
 {
     parser->separator = separator;

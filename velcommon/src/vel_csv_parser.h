@@ -55,6 +55,9 @@ typedef struct vel_csv_parser {
     const std::atomic<gint32> *stop; ///< Borrowed, may be null; not 0 abandons reading.
     gboolean read_failed; ///< The stream failed while `block` was read: it must be read again.
     gboolean place_lost;  ///< A seek failed: nobody knows where the stream stands.
+    gint32 keep_fields;   ///< Fields of a record that are handed out at most; 0 for all.
+    guint64 keep_bytes;   ///< Bytes of a record that are handed out at most; 0 for all.
+    gboolean is_cut;      ///< Not all of the last record was handed out.
 } vel_csv_parser;
 
 /// The quark of "VEL_CSV_PARSER_QUARK". Any thread.
@@ -108,6 +111,13 @@ void vel_csv_parser_set_file(vel_csv_parser *parser, FILE *stream, gchar separat
 /// @param stop  borrowed until it is replaced; null for none. It is looked at whenever the record
 ///              reader has read a block.
 void vel_csv_parser_set_stop_flag(vel_csv_parser *parser, const std::atomic<gint32> *stop);
+
+/// Bounds what is handed out of a record, whose length only the file bounds. What is left out is
+/// read and counted like the rest; `is_cut` tells that there was something.
+/// @param fields  the most fields that are handed out; 0 for all
+/// @param bytes   the most bytes that they have together: the one that reaches the bound is cut
+///                between two characters, and those behind it are null; 0 for no bound
+void vel_csv_parser_set_keep_limits(vel_csv_parser *parser, gint32 fields, guint64 bytes);
 
 /// Reads the file's next 131,072 bytes, wherever its stream stands, into `buffer` as UTF-8. Leaves
 /// `pos` and `block` to the caller. Every block is converted by itself: a sequence of bytes that a
@@ -174,7 +184,8 @@ gint64 vel_csv_parser_get_file_size(vel_csv_parser *parser);
 /// byte outside quotes ends the data for good.
 /// @param fields  emptied first, then filled with one new string per field, freed with g_free() (by
 ///                the array, where it has a free function); null for a field of no bytes. Null: the
-///                fields are only counted, and memory does not grow with a field's length.
+///                fields are only counted, and memory does not grow with a field's length. See
+///                vel_csv_parser_set_keep_limits() for how much is handed out.
 /// @param error   VEL_CSV_PARSER_QUARK, code 0, "Unclosed quoted value", with the partial field
 ///                stored and counted; G_IO_ERROR_CANCELLED "Reading was cancelled" by the stop
 ///                flag; G_IO_ERROR_MESSAGE_TOO_LARGE "Field longer than 2147483647 bytes" (only

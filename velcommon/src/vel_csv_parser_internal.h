@@ -45,6 +45,7 @@ typedef struct vel_csv_parser_part {
     bool keep;          ///< Whether the bytes are wanted, not only counted.
     bool crossed;       ///< The closing quote was the last byte of its block.
     GError **error;
+    guint64 room; ///< Bytes of it that may be kept; those behind them are only counted.
 } vel_csv_parser_part;
 
 /// Adds bytes to a field that is being put together; fails when it becomes longer than can be

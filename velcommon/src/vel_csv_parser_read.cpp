@@ -43,10 +43,12 @@ static gchar *vel_csv_parser_find_quote(const vel_csv_parser *parser, gchar *fro
 
 void vel_csv_parser_part_append(vel_csv_parser_part *part, const gchar *bytes, guint64 n)
 {
+    const guint64 length = part->length;
     part->length += n;
-    if (!part->keep)
+    if (!part->keep || length >= part->room)
         return;
-    if (part->length > VEL_CSV_PARSER_FIELD_MAX)
+    n = MIN(n, part->room - length);
+    if (length + n > VEL_CSV_PARSER_FIELD_MAX)
         g_set_error(part->error, G_IO_ERROR, G_IO_ERROR_MESSAGE_TOO_LARGE,
                     "Field longer than %" G_GUINT64_FORMAT " bytes", VEL_CSV_PARSER_FIELD_MAX);
     else
@@ -56,7 +58,7 @@ void vel_csv_parser_part_append(vel_csv_parser_part *part, const gchar *bytes, g
 void vel_csv_parser_part_append_byte(vel_csv_parser_part *part, gchar byte)
 {
     vel_buffer *const field = &part->parser->field;
-    if (!part->keep || part->length >= VEL_CSV_PARSER_FIELD_MAX) {
+    if (!part->keep || part->length >= MIN(VEL_CSV_PARSER_FIELD_MAX, part->room)) {
         vel_csv_parser_part_append(part, &byte, 1);
         return;
     }
@@ -151,16 +153,55 @@ static bool vel_csv_parser_is_unclosed(GError **error)
     return g_error_matches(*error, VEL_CSV_PARSER_QUARK, VEL_CSV_PARSER_ERROR_UNCLOSED);
 }
 
-static gchar *vel_csv_parser_part_to_str(const vel_csv_parser_part *part)
+// The bytes of a text in front of a character that its end cuts.
+static guint64 vel_csv_parser_whole_characters(const gchar *bytes, guint64 length)
 {
-    if (part->length == 0)
-        return nullptr;
-    if (part->piece == nullptr)
-        return vel_buffer_to_str(&part->parser->field);
-    gchar *const str = static_cast<gchar *>(g_malloc(part->length + 1));
-    std::memcpy(str, part->piece, part->length);
-    str[part->length] = '\0';
-    return str;
+    guint64 start = length;
+    while (start > 0 && (bytes[start - 1] & 0xC0) == 0x80)
+        start--;
+    if (start == 0)
+        return length;
+    start--;
+    const gunichar last =
+        g_utf8_get_char_validated(bytes + start, static_cast<gssize>(length - start));
+    return last == static_cast<gunichar>(-2) ? start : length;
+}
+
+// The bytes of the field that are kept.
+static guint64 vel_csv_parser_part_kept(const vel_csv_parser_part *part, const gchar *bytes)
+{
+    if (part->length <= part->room)
+        return part->length;
+    part->parser->is_cut = TRUE;
+    return vel_csv_parser_whole_characters(bytes, part->room);
+}
+
+static void vel_csv_parser_hand_out(vel_csv_parser_part *part, GPtrArray *fields)
+{
+    const gchar *const bytes = part->piece != nullptr
+                                   ? part->piece
+                                   : reinterpret_cast<const gchar *>(part->parser->field.data);
+    const guint64 length = vel_csv_parser_part_kept(part, bytes);
+    gchar *str = nullptr;
+    if (length > 0) {
+        str = static_cast<gchar *>(g_malloc(length + 1));
+        std::memcpy(str, bytes, length);
+        str[length] = '\0';
+    }
+    g_ptr_array_add(fields, str);
+    if (part->parser->keep_bytes > 0)
+        part->room -= MIN(part->length, part->room);
+}
+
+// Whether the next field is wanted, too.
+static bool vel_csv_parser_keeps(vel_csv_parser *parser, const GPtrArray *fields)
+{
+    if (fields == nullptr)
+        return false;
+    if (parser->keep_fields == 0 || static_cast<gint32>(fields->len) < parser->keep_fields)
+        return true;
+    parser->is_cut = TRUE;
+    return false;
 }
 
 // Reads a field and hands it out. False when it was interrupted; an unclosed field is still handed
@@ -169,6 +210,7 @@ static bool vel_csv_parser_read_field(vel_csv_parser_part *part, GPtrArray *fiel
 {
     vel_csv_parser *const parser = part->parser;
     part->crossed = false;
+    part->keep = vel_csv_parser_keeps(parser, fields);
     const gchar first = vel_csv_parser_peek(parser, part->error);
     if (vel_csv_parser_failed(part->error))
         return false;
@@ -178,8 +220,8 @@ static bool vel_csv_parser_read_field(vel_csv_parser_part *part, GPtrArray *fiel
         vel_csv_parser_read_unquoted(part);
     if (vel_csv_parser_failed(part->error) && !vel_csv_parser_is_unclosed(part->error))
         return false;
-    if (fields != nullptr)
-        g_ptr_array_add(fields, vel_csv_parser_part_to_str(part));
+    if (part->keep)
+        vel_csv_parser_hand_out(part, fields);
     return true;
 }
 
@@ -226,7 +268,9 @@ bool vel_csv_parser_has_room(gint32 n, GError **error)
 
 static gint32 vel_csv_parser_read_fields(vel_csv_parser *parser, GPtrArray *fields, GError **error)
 {
-    vel_csv_parser_part part = {parser, nullptr, 0, fields != nullptr, false, error};
+    const guint64 room = parser->keep_bytes > 0 ? parser->keep_bytes : G_MAXUINT64;
+    vel_csv_parser_part part = {parser, nullptr, 0, fields != nullptr, false, error, room};
+    parser->is_cut = FALSE;
     gint32 n = 0;
     while (vel_csv_parser_read_field(&part, fields)) {
         n++;

@@ -372,7 +372,8 @@ namespace
 // A field that has so many bytes already, in name only.
 struct HugeField {
     CsvReader reader;
-    vel_csv_parser_part part = {&reader.parser, nullptr, 0, true, false, &reader.error};
+    vel_csv_parser_part part = {&reader.parser, nullptr,       0,          true,
+                                false,          &reader.error, G_MAXUINT64};
 
     explicit HugeField(guint64 length)
     {

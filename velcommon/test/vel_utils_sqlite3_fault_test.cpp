@@ -117,7 +117,7 @@ TEST_F(VelUtilsSqlite3FaultDeathTest, ReadOnlyFolderCanBeReadAndNotWritten)
     sqlite3 *const db = open();
     EXPECT_EQ(vel_utils_sqlite3_select_int(db, "SELECT X FROM T WHERE NAME = 'two'", 0), 2);
     VEL_EXPECT_FATAL(replace(db, "one", 100),
-                     "Executing an SQL failed: unable to open database file");
+                     "Executing an SQL failed: attempt to write a readonly database");
     sqlite3_close(db);
     vel_test_rise_above_permissions();
     expect_intact();
