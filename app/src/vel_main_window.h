@@ -36,6 +36,19 @@ enum {
 /// Records between two remembered positions; a cache miss parses one such group.
 #define VEL_MAIN_WINDOW_GROUP_SIZE 100
 
+/// Fields of a record that are shown and searched at most: a header control's cost grows faster
+/// than its columns, and a million of them would keep it busy for hours.
+#define VEL_MAIN_WINDOW_MAX_FIELDS 16384
+
+/// Bytes of a record that are shown at most; a cell may be as long as the file.
+#define VEL_MAIN_WINDOW_MAX_RECORD_BYTES (64 << 20)
+
+/// What the open file has more of than is shown: values of `limits_reached` and `limits_told`.
+enum {
+    VEL_MAIN_WINDOW_LIMIT_FIELDS = 1 << 0,
+    VEL_MAIN_WINDOW_LIMIT_BYTES = 1 << 1,
+};
+
 /// Values of `scan_state`.
 enum {
     VEL_MAIN_WINDOW_SCAN_IDLE = 0,
@@ -82,6 +95,8 @@ typedef struct vel_main_window {
     /// Bytes that the open file has had at least; negative when not known. Written by the UI thread
     /// before a scan, then by the scanner.
     std::atomic<gint64> seen_size;
+    gint32 limits_reached; ///< VEL_MAIN_WINDOW_LIMIT_… that the open file exceeds. UI thread.
+    gint32 limits_told;    ///< Those of them that the user has been told. UI thread.
 } vel_main_window;
 
 /// The one instance, set by vel_main_window_init(): window procedures and the cell-text callback
@@ -197,11 +212,13 @@ void vel_main_window_close_file(vel_main_window *window);
 /// @return null
 gpointer vel_main_window_file_scanner_thread(gpointer window);
 
-/// Takes the scanner's results over: position rows, columns, row count, status text. UI thread,
-/// once a second.
+/// Takes the scanner's results over: position rows, columns, row count, status text. Tells the user
+/// once when the file has more than can be shown, in a box that names the limit. UI thread, once a
+/// second.
 void vel_main_window_update(vel_main_window *window);
 
-/// Adds the columns that the table control still lacks for the fields seen so far. UI thread.
+/// Adds the columns that the table control still lacks for the fields seen so far, up to
+/// VEL_MAIN_WINDOW_MAX_FIELDS. UI thread.
 void vel_main_window_update_columns(vel_main_window *window);
 
 /// Sets `headers`, the menu's check mark, and rebuilds columns and rows by it. UI thread.

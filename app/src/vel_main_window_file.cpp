@@ -6,6 +6,7 @@
 #include <gio/gio.h>
 
 #include "vel_main_window.h"
+#include "vel_main_window_scan.h"
 #include "vel_main_window_ui.h"
 #include "vel_utils_number.h"
 #include "vel_utils_stream.h"
@@ -21,12 +22,6 @@ constexpr gint32 CHUNK_ROWS = 1000;
 
 constexpr gint32 RECORD_COLUMN_WIDTH = 100;
 constexpr gint32 FIELD_COLUMN_WIDTH = 190;
-
-/// What a scan has found so far.
-struct scan_totals {
-    gint32 records;
-    gint32 max_fields;
-};
 
 } // namespace
 
@@ -73,6 +68,10 @@ void vel_main_window_init_data(vel_main_window *window)
 
     vel_csv_parser_init(&window->parser);
     vel_csv_parser_init(&window->search_parser);
+    vel_csv_parser_set_keep_limits(&window->parser, VEL_MAIN_WINDOW_MAX_FIELDS,
+                                   VEL_MAIN_WINDOW_MAX_RECORD_BYTES);
+    // A hit in a field without a column could not be shown.
+    vel_csv_parser_set_keep_limits(&window->search_parser, VEL_MAIN_WINDOW_MAX_FIELDS, 0);
     vel_buffer_init(&window->cell_text);
 }
 
@@ -215,10 +214,10 @@ static gint32 vel_main_window_scan_record(vel_csv_parser *parser, gint32 records
     return 0;
 }
 
-static void vel_main_window_scan(vel_main_window *window, vel_csv_parser *parser, GError **error)
+void vel_main_window_scan(vel_main_window *window, vel_csv_parser *parser, scan_totals totals,
+                          GError **error)
 {
     vel_table *chunk = vel_main_window_new_chunk();
-    scan_totals totals = {0, 0};
     for (;;) {
         if (totals.records % VEL_MAIN_WINDOW_GROUP_SIZE == 0)
             vel_main_window_append_position(chunk, totals.records, parser);
@@ -258,7 +257,7 @@ gpointer vel_main_window_file_scanner_thread(gpointer data)
     vel_csv_parser_set_file_path(&parser, window->file_path, window->parser.separator,
                                  window->parser.encoding, &error);
     if (error == nullptr) {
-        vel_main_window_scan(window, &parser, &error);
+        vel_main_window_scan(window, &parser, {0, 0}, &error);
         vel_main_window_check_scanned(window, &parser, &error);
     }
 
@@ -312,6 +311,33 @@ static void vel_main_window_update_status(vel_main_window *window, gint32 rows)
     g_free(text.data);
 }
 
+static void vel_main_window_tell(vel_main_window *window, gint32 limit, gchar *message)
+{
+    // The timer goes on while the box is there.
+    if ((window->limits_told & limit) == 0) {
+        window->limits_told |= limit;
+        vel_main_window_ui_show_message(window, message);
+    }
+    g_free(message);
+}
+
+static void vel_main_window_tell_limits(vel_main_window *window)
+{
+    const gint32 fields = window->max_field_count.load(std::memory_order_relaxed);
+    if (fields > VEL_MAIN_WINDOW_MAX_FIELDS)
+        vel_main_window_tell(window, VEL_MAIN_WINDOW_LIMIT_FIELDS,
+                             g_strdup_printf("The file has records of more than %d fields. Only "
+                                             "the first %d of each are shown and searched.",
+                                             VEL_MAIN_WINDOW_MAX_FIELDS,
+                                             VEL_MAIN_WINDOW_MAX_FIELDS));
+    if ((window->limits_reached & VEL_MAIN_WINDOW_LIMIT_BYTES) != 0)
+        vel_main_window_tell(window, VEL_MAIN_WINDOW_LIMIT_BYTES,
+                             g_strdup_printf("The file has records of more than %d bytes. Only "
+                                             "the first %d of each are shown.",
+                                             VEL_MAIN_WINDOW_MAX_RECORD_BYTES,
+                                             VEL_MAIN_WINDOW_MAX_RECORD_BYTES));
+}
+
 void vel_main_window_update(vel_main_window *window)
 {
     vel_main_window_take_chunks(window);
@@ -322,6 +348,7 @@ void vel_main_window_update(vel_main_window *window)
         rows--;
     vel_main_window_update_rows(window, rows);
     vel_main_window_update_status(window, rows);
+    vel_main_window_tell_limits(window);
 }
 
 static gchar *vel_main_window_column_title(const vel_main_window *window, gint32 header_row,
@@ -336,7 +363,8 @@ void vel_main_window_update_columns(vel_main_window *window)
 {
     if (window->table.columns == 0)
         vel_gui_table_add_column(&window->table, "Record", RECORD_COLUMN_WIDTH);
-    const gint32 fields = window->max_field_count.load(std::memory_order_relaxed);
+    const gint32 fields = std::min(window->max_field_count.load(std::memory_order_relaxed),
+                                   VEL_MAIN_WINDOW_MAX_FIELDS);
     if (fields < window->table.columns)
         return;
     const gint32 header_row = vel_main_window_find_record(window, 0);
@@ -380,6 +408,8 @@ void vel_main_window_close_file(vel_main_window *window)
     vel_table_clear(window->cache);
     vel_main_window_add_cache_columns(window->cache);
     window->cache_strings_floor = 0;
+    window->limits_reached = 0;
+    window->limits_told = 0;
     vel_table_set_n(&window->positions, 0);
     window->stop_scanning.exchange(0);
 

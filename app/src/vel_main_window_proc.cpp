@@ -1,6 +1,7 @@
 // The main window's procedure: unpacks each message and hands it to the operation that it asks for.
 #include "vel_gui.h"
 #include "vel_main_window.h"
+#include "vel_main_window_ui.h"
 
 namespace
 {
@@ -11,8 +12,7 @@ constexpr POINT MINIMUM_SIZE = {220, 110};
 
 void vel_main_window_show_error(vel_main_window *window, const GError *error)
 {
-    g_autofree gunichar2 *text = g_utf8_to_utf16(error->message, -1, nullptr, nullptr, nullptr);
-    MessageBoxW(window->hwnd, reinterpret_cast<const wchar_t *>(text), L"Error", MB_ICONERROR);
+    vel_main_window_ui_show_message(window, error->message);
 }
 
 static void vel_main_window_on_size(vel_main_window *window, WPARAM type)

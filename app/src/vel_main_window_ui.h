@@ -17,6 +17,11 @@ void vel_main_window_ui_check_headers(vel_main_window *window, gboolean checked)
 /// @param text  UTF-8, borrowed
 void vel_main_window_ui_set_status(vel_main_window *window, const gchar *text);
 
+/// Shows a message in a box captioned "Error", owned by the window; the program goes on. Returns
+/// when the box is closed; messages, timers too, are handled meanwhile. UI thread.
+/// @param message  UTF-8, borrowed
+void vel_main_window_ui_show_message(vel_main_window *window, const gchar *message);
+
 /// Reports the scan's error to the UI thread and waits until it was handled. Scanner thread.
 /// @param error  borrowed
 void vel_main_window_ui_send_scan_error(vel_main_window *window, GError *error);

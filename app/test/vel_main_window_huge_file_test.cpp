@@ -79,3 +79,22 @@ TEST_F(VelMainWindowHugeFile, CacheOfRecordsOfMegabytesStaysBounded)
         EXPECT_LT(window.cache->strings_len, 500 << 20);
     }
 }
+
+TEST_F(VelMainWindowHugeFile, RecordsOfOneGroupThatAreTooLargeTogetherAreShownOneByOne)
+{
+    // 500 MB; any five or six of them are as much as the cache keeps.
+    FILE *const file = fopen(path("wide.csv").c_str(), "wb");
+    const std::string filler(50000000, 'x');
+    for (gint32 i = 0; i < 10; i++)
+        fprintf(file, "%d,%s\n", i, filler.c_str());
+    fclose(file);
+    open(path("wide.csv"), ',', "UTF-8");
+    wait_scanned();
+    vel_main_window_update(&window);
+    for (const gint32 row : {0, 2, 9, 8, 0}) {
+        EXPECT_EQ(cell(row, 1), std::to_string(row));
+        EXPECT_EQ(cell(row, 2).size(), filler.size());
+        EXPECT_LE(window.cache->strings_len, (256 + 64) << 20);
+    }
+    EXPECT_TRUE(stand_in.messages.empty());
+}

@@ -28,6 +28,17 @@ Visible visibleColumns(const vel_gui_table &table)
     return visible;
 }
 
+/// As if the user had dragged the column's edge; what follows from it is done.
+void setColumnWidth(const vel_gui_table &table, gint32 column, int width)
+{
+    HDITEMW item = {};
+    item.mask = HDI_WIDTH;
+    item.cxy = width;
+    SendMessageW(table.header, HDM_SETITEMW, static_cast<WPARAM>(column),
+                 reinterpret_cast<LPARAM>(&item));
+    vel_test_pump();
+}
+
 } // namespace
 
 TEST_F(VelGuiTableGeometry, WithoutRowsTheVerticalRangeIsEmpty)
@@ -204,6 +215,87 @@ TEST_F(VelGuiTableGeometry, CellsOutOfSightInvalidateNothing)
     vel_gui_table_invalidate_cell(&table, 103, 11);
     const RECT update = updateRect();
     EXPECT_TRUE(IsRectEmpty(&update));
+}
+
+TEST_F(VelGuiTableGeometry, AWindowResizedToNothingAnswersEverything)
+{
+    fill(1000, 50);
+    vel_gui_table_select(&table, 500, 20);
+    for (const SIZE size : {SIZE{0, 0}, SIZE{0, 400}, SIZE{600, 0}, SIZE{1, 1}}) {
+        resize(size.cx, size.cy);
+        UpdateWindow(table.window);
+        EXPECT_GE(scrollInfo(SB_VERT).nPage, 1U);
+        EXPECT_EQ(vel_gui_table_get_row_at(&table, 0), -1);
+        vel_gui_table_make_selection_visible(&table);
+        for (const int key : {VK_DOWN, VK_NEXT, VK_PRIOR, VK_END, VK_HOME, VK_UP})
+            press(key);
+        for (const WORD code : {SB_LINEDOWN, SB_PAGEDOWN, SB_BOTTOM, SB_TOP}) {
+            SendMessageW(table.window, WM_VSCROLL, code, 0);
+            SendMessageW(table.window, WM_HSCROLL, code, 0);
+        }
+        SendMessageW(table.window, WM_MOUSEWHEEL, MAKEWPARAM(0, 120), 0);
+        click(0, 0);
+        vel_gui_table_select(&table, 500, 20);
+    }
+    resize(600, 400);
+    vel_gui_table_set_origin(&table, 0, 0);
+    vel_gui_table_make_selection_visible(&table);
+    const Visible columns = visibleColumns(table);
+    EXPECT_LE(columns.first, 20);
+    EXPECT_GT(columns.last, 20);
+    EXPECT_LE(topRow(), 500);
+    EXPECT_GT(topRow() + 20, 500);
+}
+
+TEST_F(VelGuiTableGeometry, AColumnOfNoWidthIsPassedOver)
+{
+    fill(10, 4);
+    setColumnWidth(table, 1, 0);
+    EXPECT_EQ(headerRect().right, 300);
+    EXPECT_EQ(vel_gui_table_get_column_at(&table, 99), 0);
+    EXPECT_EQ(vel_gui_table_get_column_at(&table, 100), 2);
+    vel_gui_table_select(&table, 0, 0);
+    press(VK_RIGHT);
+    EXPECT_EQ(table.selected_column, 1);
+    press(VK_RIGHT);
+    EXPECT_EQ(table.selected_column, 2);
+    paint();
+    vel_gui_table_set_origin(&table, 0, 1);
+    EXPECT_EQ(vel_gui_table_get_column_at(&table, 0), 2);
+    setColumnWidth(table, 1, 100);
+    EXPECT_EQ(vel_gui_table_get_column_at(&table, 0), 1);
+}
+
+TEST_F(VelGuiTableGeometry, TheLastColumnOfNoWidthCanComeBack)
+{
+    fill(10, 3);
+    setColumnWidth(table, 2, 0);
+    press(VK_DOWN);
+    press(VK_END);
+    EXPECT_EQ(table.selected_column, 2);
+    paint();
+    setColumnWidth(table, 2, 70);
+    EXPECT_EQ(headerRect().right, 270);
+    EXPECT_EQ(vel_gui_table_get_column_at(&table, 269), 2);
+}
+
+TEST_F(VelGuiTableGeometry, ColumnsAllOfNoWidthCostNoEndlessPainting)
+{
+    fill(10, 2000);
+    for (gint32 column = 0; column < 2000; column++)
+        setColumnWidth(table, column, 0);
+    const DWORD start = GetTickCount();
+    EXPECT_EQ(headerRect().right - headerRect().left, 0);
+    EXPECT_EQ(vel_gui_table_get_column_at(&table, 0), -1);
+    vel_test_cells.asked.clear();
+    paint();
+    EXPECT_TRUE(vel_test_cells.asked.empty()) << "cells that have no place";
+    press(VK_DOWN);
+    press(VK_END);
+    press(VK_HOME);
+    EXPECT_LT(GetTickCount() - start, 5000U);
+    setColumnWidth(table, 0, 100);
+    EXPECT_EQ(vel_gui_table_get_column_at(&table, 50), 0);
 }
 
 TEST_F(VelGuiTableGeometry, AResizedColumnMovesTheOthersAndWidensTheHeader)

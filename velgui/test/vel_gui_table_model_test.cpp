@@ -313,6 +313,21 @@ TEST_F(VelGuiTableModel, SelectingDoesNotScroll)
     EXPECT_EQ(topRow(), 0);
 }
 
+TEST_F(VelGuiTableModel, ATitleOfAMegabyteIsDrawnInReasonableTime)
+{
+    std::string title(1 << 20, 'x');
+    for (gsize i = 0; i < title.size(); i += 9)
+        title[i] = ' ';
+    const DWORD start = GetTickCount();
+    vel_gui_table_add_column(&table, title.c_str(), 190);
+    vel_gui_table_add_column(&table, "Next", 100);
+    InvalidateRect(table.header, nullptr, TRUE);
+    UpdateWindow(table.header);
+    UpdateWindow(table.window);
+    EXPECT_LT(GetTickCount() - start, 3000U);
+    EXPECT_EQ(SendMessageW(table.header, HDM_GETITEMCOUNT, 0, 0), 2);
+}
+
 TEST_F(VelGuiTableModel, NineThousandColumnsAreAddedInReasonableTime)
 {
     const DWORD start = GetTickCount();

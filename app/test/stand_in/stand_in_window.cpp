@@ -120,6 +120,11 @@ void vel_main_window_ui_set_status(vel_main_window *, const gchar *text)
     stand_in.calls.push_back("status");
 }
 
+void vel_main_window_ui_show_message(vel_main_window *, const gchar *message)
+{
+    stand_in.messages.push_back(message);
+}
+
 void vel_main_window_ui_send_scan_error(vel_main_window *, GError *error)
 {
     std::unique_lock lock(messages.mutex);
