@@ -2,6 +2,7 @@
 // scripts.
 #include "vel_utils_file.h"
 
+#include "vel_utils_file_internal.h"
 #include "vel_utils_file_test_util.h"
 
 #include <gio/gio.h>
@@ -277,6 +278,13 @@ TEST_F(VelUtilsFileCopy, PathsThatAreNoneAreErrors)
     EXPECT_FALSE(vel_utils_file_copy(path("source").c_str(), "", &error));
     ASSERT_TRUE(g_error_matches(error, G_IO_ERROR, 0));
     EXPECT_FALSE(vel_utils_file_copy("", "", nullptr));
+}
+
+TEST(VelUtilsFileError, WithoutANumberNothingIsSet)
+{
+    g_autoptr(GError) error = nullptr;
+    vel_utils_file_set_system_error(&error, G_IO_ERROR, 0, 0);
+    EXPECT_EQ(error, nullptr);
 }
 
 #ifdef _WIN32
