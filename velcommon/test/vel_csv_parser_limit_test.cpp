@@ -11,6 +11,17 @@ constexpr size_t LIMIT = VEL_CSV_PARSER_COUNT_MAX;
 // The ways in which a field that is longer than a block can come.
 const std::string AROUND[] = {"", "\""};
 
+// What comes behind an error is neither lost nor read twice.
+void expect_reading_goes_on(CsvReader &reader, const std::string &text)
+{
+    g_clear_error(&reader.error);
+    const CsvPosition at = reader.position();
+    const size_t read = static_cast<size_t>(at.first) * CSV_BLOCK + static_cast<size_t>(at.second);
+    ASSERT_LE(read, text.size());
+    CsvReader rest(text.substr(read).c_str());
+    EXPECT_EQ(reader.read(), rest.read()) << text << " from " << read;
+}
+
 void expect_too_long(const std::string &text)
 {
     const CsvTempFile file(text);
@@ -20,6 +31,7 @@ void expect_too_long(const std::string &text)
     EXPECT_TRUE(reader.failed_with(G_IO_ERROR, G_IO_ERROR_MESSAGE_TOO_LARGE)) << text;
     EXPECT_EQ(reader.message(), "Field longer than 1000 bytes");
     EXPECT_LE(reader.parser.field.end - reader.parser.field.data, gint64{LIMIT});
+    expect_reading_goes_on(reader, text);
 }
 
 std::string fields(size_t n)
@@ -47,7 +59,7 @@ TEST(VelCsvParserLimit, FieldOfTheLargestLengthIsRead)
 TEST(VelCsvParserLimit, LongerFieldIsAnErrorWhereverItEnds)
 {
     for (const std::string &quote : AROUND) {
-        for (size_t more = 1; more <= 2 * CSV_BLOCK; more++)
+        for (size_t more = 1; more <= 2 * CSV_BLOCK; more += 3)
             expect_too_long("a," + quote + std::string(LIMIT + more, 'x') + quote + ",b\n");
     }
 }
@@ -89,7 +101,10 @@ TEST(VelCsvParserLimit, RecordOfAsManyFieldsAsCanBeToldIsRead)
 
 TEST(VelCsvParserLimit, RecordOfMoreFieldsIsAnErrorAfterTheLastThatCanBeTold)
 {
-    const CsvTempFile file(fields(LIMIT + 1));
+    // The error comes where a block ends, and nothing of the next one may be read.
+    const size_t rest = CSV_BLOCK - 2 * LIMIT % CSV_BLOCK;
+    const std::string text = std::string(rest, 'x') + fields(LIMIT + 1) + "\nb\n";
+    const CsvTempFile file(text);
     for (const bool is_kept : {true, false}) {
         CsvReader reader;
         reader.open(file);
@@ -98,5 +113,6 @@ TEST(VelCsvParserLimit, RecordOfMoreFieldsIsAnErrorAfterTheLastThatCanBeTold)
         EXPECT_EQ(n, gint32{LIMIT});
         EXPECT_TRUE(reader.failed_with(G_IO_ERROR, G_IO_ERROR_MESSAGE_TOO_LARGE));
         EXPECT_EQ(reader.message(), "Record of more than 1000 fields");
+        expect_reading_goes_on(reader, text);
     }
 }

@@ -424,7 +424,8 @@ TEST(VelCsvParserStream, FailingSeekRestoresNothing)
     open(reader, stream);
     const CsvPosition position = reader.position();
     stream.failing_seek = stream.seeks + 1;
-    vel_csv_parser_restore_offset(&reader.parser, 2, 5, &reader.error);
+    // More than the block holds, which nobody knows yet.
+    vel_csv_parser_restore_offset(&reader.parser, 2, CSV_BLOCK + 1, &reader.error);
     EXPECT_EQ(reader.message(), g_strerror(EIO));
     EXPECT_EQ(reader.position(), position);
 }
