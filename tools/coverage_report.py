@@ -5,9 +5,10 @@ many percent of all lines and of all branches were run and every .cpp is in a pr
 
 PREFIX is what stands before a source's name in the export. A line is one that holds code: no comment, no brace alone.
 A branch is one of the two ways out of a condition; each operand of && and || is a condition of its own. The conditions
-that a macro of ours brings along, an assertion's above all, count where the macro is used; those inside GLib's macros do
-not, because they only repeat ours. A condition that is a constant has one way out, and is none. Nor is a switch without
-a default, all of which are over enumerations: the compiler's warnings make them name every value.
+that a macro of ours brings along, an assertion's above all, count where the macro is used. Clang does not count those that
+are a macro of the system's, as S_ISDIR() is; their lines count all the same. A condition that is a constant has one way
+out, and is none. Nor is a switch without a default, all of which are over enumerations: the compiler's warnings make them
+name every value.
 """
 import json
 import re

@@ -388,6 +388,13 @@ TEST_F(VelUtilsFileCopy, PipesAreNeitherReadNorWritten)
     ASSERT_EQ(mkfifo(path("pipe").c_str(), 0600), 0);
     expect_failure("pipe", "target", EINVAL);
     expect_failure("source", "pipe", ENXIO);
+    const gint reader = open(path("pipe").c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+    ASSERT_NE(reader, -1);
+    expect_failure("source", "pipe", EINVAL);
+    gchar byte;
+    EXPECT_EQ(read(reader, &byte, 1), 0) << "nothing was written";
+    close(reader);
+    EXPECT_TRUE(exists("pipe"));
     EXPECT_FALSE(exists("target"));
 }
 
