@@ -18,6 +18,14 @@ if(VEL_SANITIZE)
   add_link_options(-fsanitize=${VEL_SANITIZE})
 endif()
 
+if(VEL_COVERAGE)
+  # Clang's own counters: they follow the source's conditions, not the branches of the machine code. Relocatable, so that
+  # they can lie in the profile itself and a program that aborts has counted all the same; atomic, because of threads.
+  add_compile_options(-fprofile-instr-generate -fcoverage-mapping -fprofile-update=atomic
+    "SHELL:-mllvm -runtime-counter-relocation")
+  add_link_options(-fprofile-instr-generate)
+endif()
+
 if(WIN32)
   add_compile_definitions(UNICODE _UNICODE WIN32_LEAN_AND_MEAN NOMINMAX _WIN32_WINNT=0x0A00)
   add_link_options(-static)

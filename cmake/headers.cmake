@@ -1,9 +1,9 @@
 # vel_check_headers(TARGET target FOLDER folder HEADERS ...)
 # Every header must be usable alone, by users of C++17 and of C++20: each is compiled as the only line of a source. Part of
-# the ordinary build; left out where the build is for sanitizers, which would see the same.
+# the ordinary build; left out where the build is for sanitizers or coverage, which would see the same.
 function(vel_check_headers)
   cmake_parse_arguments(arg "" "TARGET;FOLDER" "HEADERS" ${ARGN})
-  if(VEL_SANITIZE)
+  if(VEL_SANITIZE OR VEL_COVERAGE)
     return()
   endif()
   set(sources)

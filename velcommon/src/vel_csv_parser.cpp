@@ -82,7 +82,7 @@ void vel_csv_parser_set_separator(vel_csv_parser *parser, gchar separator)
     for (const gint byte : {0, gint{'\n'}, gint{'\r'}})
         parser->special[byte] = 1;
     // Bytes from 128 on are negative separators: no field is searched for them.
-    if (separator > 0 && static_cast<guchar>(separator) < 128)
+    if (separator > 0)
         parser->special[static_cast<guchar>(separator)] = 1;
 }
 
@@ -95,6 +95,7 @@ void vel_csv_parser_set_content(vel_csv_parser *parser, gchar *text)
     parser->buffer_len = std::strlen(text);
     parser->buffer_size = parser->buffer_len + 1;
     parser->buffer_end = text + parser->buffer_len;
+    // As the length was taken, this holds; it says what the reader stands on.
     vel_assert_as(parser->buffer[parser->buffer_len] == 0, "this->buffer[this->buffer_len] == 0");
     parser->block = 0;
     parser->bom_len = 0;

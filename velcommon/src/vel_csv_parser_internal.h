@@ -10,8 +10,16 @@
 /// terminating zero.
 static constexpr guint64 VEL_CSV_PARSER_BUFFER_SIZE = guint64{4} * VEL_CSV_PARSER_BLOCK_SIZE + 1;
 
+/// What a field's bytes and a record's fields are counted up to. Only tests have a smaller limit.
+#ifndef VEL_CSV_PARSER_COUNT_MAX
+#define VEL_CSV_PARSER_COUNT_MAX G_MAXINT32
+#endif
+
 /// Longest field that is handed out, in bytes.
-static constexpr guint64 VEL_CSV_PARSER_FIELD_MAX = G_MAXINT32;
+static constexpr guint64 VEL_CSV_PARSER_FIELD_MAX = VEL_CSV_PARSER_COUNT_MAX;
+
+/// Fields of the longest record.
+static constexpr gint32 VEL_CSV_PARSER_RECORD_MAX = VEL_CSV_PARSER_COUNT_MAX;
 
 static inline bool vel_csv_parser_failed(GError **error)
 {

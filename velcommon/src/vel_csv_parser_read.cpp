@@ -106,7 +106,7 @@ static bool vel_csv_parser_quoted_step(vel_csv_parser_part *part)
         parser->pos++;
     }
     vel_csv_parser_part_append_byte(part, byte);
-    return true;
+    return !vel_csv_parser_failed(part->error);
 }
 
 static void vel_csv_parser_read_quoted(vel_csv_parser_part *part)
@@ -259,10 +259,10 @@ static vel_csv_parser_follow vel_csv_parser_read_follow(vel_csv_parser_part *par
 
 bool vel_csv_parser_has_room(gint32 n, GError **error)
 {
-    if (n < G_MAXINT32)
+    if (n < VEL_CSV_PARSER_RECORD_MAX)
         return true;
     g_set_error(error, G_IO_ERROR, G_IO_ERROR_MESSAGE_TOO_LARGE, "Record of more than %d fields",
-                G_MAXINT32);
+                VEL_CSV_PARSER_RECORD_MAX);
     return false;
 }
 

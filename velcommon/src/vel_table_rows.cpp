@@ -124,10 +124,9 @@ static bool vel_table_cells_equal(const vel_table *t, const vel_table *other, gi
     case VEL_TABLE_COLUMN_TYPE_DOUBLE:
         return vel_table_get_double(t, row, column) == vel_table_get_double(other, row, column);
     case VEL_TABLE_COLUMN_TYPE_STR:
-        return strcmp(vel_table_get_str(t, row, column), vel_table_get_str(other, row, column)) ==
-               0;
+        break;
     }
-    return false;
+    return strcmp(vel_table_get_str(t, row, column), vel_table_get_str(other, row, column)) == 0;
 }
 
 gboolean vel_table_equals(const vel_table *t, const vel_table *other, gboolean compare_rows)

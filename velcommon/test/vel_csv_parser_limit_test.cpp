@@ -1,113 +1,118 @@
-// Records that are handed out up to a bound only.
+// What a field and a record may not exceed, with limits so small that short texts go over them in
+// every way there is: in one piece, over the ends of blocks, in quotes.
+#include "vel_csv_parser_internal.h"
 #include "vel_csv_parser_test_support.h"
 
 namespace
 {
 
-// Opens a text with bounds; a block's end is behind `before` bytes of it when that is not 0.
-struct LimitedReader : CsvReader {
-    CsvTempFile file;
+constexpr size_t LIMIT = VEL_CSV_PARSER_COUNT_MAX;
 
-    LimitedReader(const std::string &text, gint32 most_fields, guint64 bytes, size_t before = 0)
-        : file((before > 0 ? csv_filler(CSV_BLOCK - before) : "") + text)
-    {
-        open(file);
-        vel_csv_parser_set_keep_limits(&parser, most_fields, bytes);
-        if (before > 0)
-            go_to({0, static_cast<gint32>(CSV_BLOCK - before)});
-    }
-};
+// The ways in which a field that is longer than a block can come.
+const std::string AROUND[] = {"", "\""};
+
+// What comes behind an error is neither lost nor read twice.
+void expect_reading_goes_on(CsvReader &reader, const std::string &text)
+{
+    g_clear_error(&reader.error);
+    const CsvPosition at = reader.position();
+    const size_t read = static_cast<size_t>(at.first) * CSV_BLOCK + static_cast<size_t>(at.second);
+    ASSERT_LE(read, text.size());
+    CsvReader rest(text.substr(read).c_str());
+    EXPECT_EQ(reader.read(), rest.read()) << text << " from " << read;
+}
+
+void expect_too_long(const std::string &text)
+{
+    const CsvTempFile file(text);
+    CsvReader reader;
+    reader.open(file);
+    reader.read();
+    EXPECT_TRUE(reader.failed_with(G_IO_ERROR, G_IO_ERROR_MESSAGE_TOO_LARGE)) << text;
+    EXPECT_EQ(reader.message(), "Field longer than 1000 bytes");
+    EXPECT_LE(reader.parser.field.end - reader.parser.field.data, gint64{LIMIT});
+    expect_reading_goes_on(reader, text);
+}
+
+std::string fields(size_t n)
+{
+    std::string text = "a";
+    for (size_t i = 1; i < n; i++)
+        text += ",a";
+    return text;
+}
 
 } // namespace
 
-TEST(VelCsvParserLimit, FieldsBehindTheLastWantedAreCountedOnly)
+TEST(VelCsvParserLimit, FieldOfTheLargestLengthIsRead)
 {
-    LimitedReader reader("a,b,c,\"d\"\"\"\ne,f\n", 2, 0);
-    EXPECT_EQ(reader.read(), CsvRecord({"a", "b"}));
-    EXPECT_EQ(reader.count, 4);
-    EXPECT_TRUE(reader.parser.is_cut);
-    EXPECT_EQ(reader.read(), CsvRecord({"e", "f"}));
-    EXPECT_EQ(reader.count, 2);
-    EXPECT_FALSE(reader.parser.is_cut);
-    EXPECT_EQ(reader.read(), CsvRecord());
-    EXPECT_EQ(reader.count, 0);
-}
-
-TEST(VelCsvParserLimit, BytesAreThoseOfAllFieldsOfTheRecord)
-{
-    LimitedReader reader("abc,defg,h,i\nabcde\nabcdef\n", 0, 5);
-    EXPECT_EQ(reader.read(), CsvRecord({"abc", "de", {}, {}}));
-    EXPECT_TRUE(reader.parser.is_cut);
-    EXPECT_EQ(reader.read(), CsvRecord({"abcde"}));
-    EXPECT_FALSE(reader.parser.is_cut);
-    EXPECT_EQ(reader.read(), CsvRecord({"abcde"}));
-    EXPECT_TRUE(reader.parser.is_cut);
-}
-
-TEST(VelCsvParserLimit, EmptyFieldsBehindTheBoundAreNotMissed)
-{
-    LimitedReader reader("abcde,,\n", 0, 5);
-    EXPECT_EQ(reader.read(), CsvRecord({"abcde", {}, {}}));
-    EXPECT_FALSE(reader.parser.is_cut);
-}
-
-TEST(VelCsvParserLimit, FieldsPutTogetherAreCutAtTheSamePlace)
-{
-    // Wherever the block's end lies, quoted with doubled quotes or not.
-    for (const char *const text : {"\"ab\"\"cd\"\"ef\",x\n", "ab'cd'ef,x\n"}) {
-        for (guint64 bytes = 1; bytes <= 10; bytes++) {
-            CsvRecord expected;
-            for (size_t before = 0; before <= 14; before += 2) {
-                LimitedReader reader(text, 0, bytes, before);
-                const CsvRecord record = reader.read();
-                EXPECT_EQ(reader.message(), "");
-                EXPECT_EQ(reader.count, 2);
-                if (before == 0)
-                    expected = record;
-                EXPECT_EQ(record, expected) << bytes << " " << before;
-                EXPECT_EQ(reader.parser.is_cut, bytes < 9);
-                EXPECT_EQ(record[0]->size(), std::min<guint64>(bytes, 8));
-            }
-        }
+    for (const std::string &quote : AROUND) {
+        const std::string field(LIMIT, 'x');
+        const CsvTempFile file("a," + quote + field + quote + ",b\n");
+        CsvReader reader;
+        reader.open(file);
+        EXPECT_EQ(reader.read(), CsvRecord({"a", field, "b"}));
+        EXPECT_EQ(reader.message(), "");
     }
 }
 
-TEST(VelCsvParserLimit, NoCharacterIsCut)
+TEST(VelCsvParserLimit, LongerFieldIsAnErrorWhereverItEnds)
 {
-    const char *const wholes[] = {"a",         "a",         "a\xC3\xA4",
-                                  "a\xC3\xA4", "a\xC3\xA4", "a\xC3\xA4\xE2\x82\xAC"};
-    for (guint64 bytes = 1; bytes <= 6; bytes++) {
-        for (const size_t before : {size_t{0}, size_t{2}, size_t{4}}) {
-            LimitedReader reader("a\xC3\xA4\xE2\x82\xAC\xF0\x9F\x98\x80,x\n", 0, bytes, before);
-            EXPECT_EQ(reader.read()[0], wholes[bytes - 1]) << bytes << " " << before;
-        }
+    for (const std::string &quote : AROUND) {
+        for (size_t more = 1; more <= 2 * CSV_BLOCK; more += 3)
+            expect_too_long("a," + quote + std::string(LIMIT + more, 'x') + quote + ",b\n");
     }
 }
 
-TEST(VelCsvParserLimit, BytesThatAreNoCharactersAreCutAnywhere)
+TEST(VelCsvParserLimit, DoubledQuotesCountOnce)
 {
-    LimitedReader reader("\xA4\xA4\xA4\xA4,x\n", 0, 3);
-    EXPECT_EQ(reader.read()[0], "\xA4\xA4\xA4");
+    std::string quotes;
+    for (size_t i = 0; i < LIMIT; i++)
+        quotes += "\"\"";
+    const CsvTempFile file("\"" + quotes + "\"");
+    CsvReader reader;
+    reader.open(file);
+    EXPECT_EQ(reader.read(), CsvRecord({std::string(LIMIT, '"')}));
+    EXPECT_EQ(reader.message(), "");
+    expect_too_long("\"" + quotes + "\"\"\"");
 }
 
-TEST(VelCsvParserLimit, MemoryStaysBoundedWhateverTheFieldsLength)
+TEST(VelCsvParserLimit, LongerFieldIsNoErrorWhenItIsOnlySkipped)
 {
-    const std::string text = "\"" + std::string(20 * CSV_BLOCK, 'x') + "\",y\n";
-    LimitedReader reader(text + text, 0, 1000);
-    for (int i = 0; i < 2; i++) {
-        EXPECT_EQ(reader.read(), CsvRecord({std::string(1000, 'x'), {}}));
-        EXPECT_EQ(reader.count, 2);
+    for (const std::string &quote : AROUND) {
+        const CsvTempFile file("a," + quote + std::string(3 * LIMIT, 'x') + quote + "\nb\n");
+        CsvReader reader;
+        reader.open(file);
+        EXPECT_EQ(reader.skip(), 2);
+        EXPECT_EQ(reader.read(), CsvRecord({"b"}));
+        EXPECT_EQ(reader.message(), "");
     }
-    EXPECT_LE(reader.parser.field.reserved, 2048u);
 }
 
-TEST(VelCsvParserLimit, SurvivesTheNextFile)
+TEST(VelCsvParserLimit, RecordOfAsManyFieldsAsCanBeToldIsRead)
 {
-    LimitedReader reader("a,b,c\n", 2, 0);
-    reader.open(reader.file);
-    EXPECT_EQ(reader.read(), CsvRecord({"a", "b"}));
-    vel_csv_parser_set_keep_limits(&reader.parser, 0, 0);
-    reader.open(reader.file);
-    EXPECT_EQ(reader.read(), CsvRecord({"a", "b", "c"}));
-    EXPECT_FALSE(reader.parser.is_cut);
+    const CsvTempFile file(fields(LIMIT) + "\nb\n");
+    CsvReader reader;
+    reader.open(file);
+    EXPECT_EQ(reader.read().size(), LIMIT);
+    EXPECT_EQ(reader.read(), CsvRecord({"b"}));
+    EXPECT_EQ(reader.message(), "");
+}
+
+TEST(VelCsvParserLimit, RecordOfMoreFieldsIsAnErrorAfterTheLastThatCanBeTold)
+{
+    // The error comes where a block ends, and nothing of the next one may be read.
+    const size_t rest = CSV_BLOCK - 2 * LIMIT % CSV_BLOCK;
+    const std::string text = std::string(rest, 'x') + fields(LIMIT + 1) + "\nb\n";
+    const CsvTempFile file(text);
+    for (const bool is_kept : {true, false}) {
+        CsvReader reader;
+        reader.open(file);
+        const gint32 n = vel_csv_parser_read_record(
+            &reader.parser, is_kept ? reader.fields : nullptr, &reader.error);
+        EXPECT_EQ(n, gint32{LIMIT});
+        EXPECT_TRUE(reader.failed_with(G_IO_ERROR, G_IO_ERROR_MESSAGE_TOO_LARGE));
+        EXPECT_EQ(reader.message(), "Record of more than 1000 fields");
+        expect_reading_goes_on(reader, text);
+    }
 }

@@ -329,6 +329,11 @@ TEST(VelCsvParserRestoreDeathTest, NegativePositionsStayAProgrammingError)
     VEL_EXPECT_FATAL(vel_csv_parser_restore_offset(&reader.parser, -1, 0, nullptr), FAILED_BLOCK);
     VEL_EXPECT_FATAL(vel_csv_parser_restore_offset(&reader.parser, 0, -1, nullptr), FAILED_OFFSET);
     VEL_EXPECT_FATAL(vel_csv_parser_restore_offset(&reader.parser, 0, 9, nullptr), FAILED_OFFSET);
+    const CsvTempFile file("a,b\n");
+    reader.open(file);
+    file.vanish();
+    VEL_EXPECT_FATAL(vel_csv_parser_restore_offset(&reader.parser, -1, 0, nullptr), FAILED_BLOCK);
+    VEL_EXPECT_FATAL(vel_csv_parser_restore_offset(&reader.parser, 0, -1, nullptr), FAILED_OFFSET);
 }
 
 TEST(VelCsvParserCheckSize, OnlyAFileThatHasLostBytesFails)

@@ -151,6 +151,16 @@ TEST(VelCsvParserStream, EveryFailingReadOfTheOpeningIsReported)
     }
 }
 
+TEST(VelCsvParserStream, EarlierErrorOutlastsAFailingOpening)
+{
+    FakeStream stream(lines(100));
+    stream.failing_read = 1;
+    CsvReader reader;
+    g_set_error_literal(&reader.error, G_IO_ERROR, 0, "earlier");
+    open(reader, stream);
+    EXPECT_EQ(reader.message(), "earlier");
+}
+
 TEST(VelCsvParserStream, FailureWithoutANumberIsStillReported)
 {
     FakeStream stream(lines(2 * CSV_BLOCK));
@@ -281,8 +291,66 @@ TEST(VelCsvParserStream, SizeThatCannotBeToldIsMinusOne)
     CsvReader reader;
     open(reader, stream);
     EXPECT_EQ(vel_csv_parser_get_file_size(&reader.parser), stream.size);
+    const int seeks = stream.seeks;
+    EXPECT_EQ(vel_csv_parser_get_file_size(&reader.parser), stream.size);
+    const int needed = stream.seeks - seeks;
+    ASSERT_GE(needed, 2);
+    for (int n = 1; n <= needed; n++) {
+        stream.failing_seek = stream.seeks + n;
+        EXPECT_EQ(vel_csv_parser_get_file_size(&reader.parser), -1) << n;
+        vel_csv_parser_check_size(&reader.parser, stream.size + 1, &reader.error);
+        EXPECT_EQ(reader.message(), "The file has become shorter since it was opened") << n;
+        g_clear_error(&reader.error);
+    }
+}
+
+TEST(VelCsvParserStream, SizeThatCannotBeToldIsNoLoss)
+{
+    FakeStream stream(lines(3 * CSV_BLOCK));
+    CsvReader reader;
+    open(reader, stream);
     stream.failing_seek = stream.seeks + 1;
-    EXPECT_EQ(vel_csv_parser_get_file_size(&reader.parser), -1);
+    vel_csv_parser_check_size(&reader.parser, stream.size + 1, &reader.error);
+    EXPECT_EQ(reader.message(), "");
+}
+
+TEST(VelCsvParserStream, SizeAtTheEndIsToldEvenWithoutAWayBack)
+{
+    FakeStream stream(lines(100));
+    CsvReader reader;
+    open(reader, stream);
+    ASSERT_NE(feof(reader.parser.file), 0);
+    const int seeks = stream.seeks;
+    EXPECT_EQ(vel_csv_parser_get_file_size(&reader.parser), stream.size);
+    EXPECT_NE(feof(reader.parser.file), 0);
+    stream.failing_seek = stream.seeks + (stream.seeks - seeks);
+    EXPECT_EQ(vel_csv_parser_get_file_size(&reader.parser), stream.size);
+    EXPECT_GE(stream.seeks, stream.failing_seek);
+}
+
+TEST(VelCsvParserStream, FileThatGrowsWhileItsSizeIsAskedForStaysAtItsEnd)
+{
+    FakeStream stream(lines(100));
+    CsvReader reader;
+    open(reader, stream);
+    const gint64 size = stream.size;
+    stream.growth = 7;
+    EXPECT_EQ(vel_csv_parser_get_file_size(&reader.parser), size);
+    EXPECT_EQ(stream.size, size + 7);
+    EXPECT_NE(feof(reader.parser.file), 0);
+}
+
+TEST(VelCsvParserStream, FailingSeekRestoresNothing)
+{
+    FakeStream stream(lines(3 * CSV_BLOCK));
+    CsvReader reader;
+    open(reader, stream);
+    const CsvPosition position = reader.position();
+    stream.failing_seek = stream.seeks + 1;
+    // More than the block holds, which nobody knows yet.
+    vel_csv_parser_restore_offset(&reader.parser, 2, CSV_BLOCK + 1, &reader.error);
+    EXPECT_EQ(reader.message(), g_strerror(EIO));
+    EXPECT_EQ(reader.position(), position);
 }
 
 namespace

@@ -133,11 +133,15 @@ TEST_F(VelUtilsFileReadall, AStreamThatCannotSeekIsAnError)
 namespace
 {
 
-// A stream that says it has ten bytes, gives others, three at a time, and may fail at last.
+// A stream that says it has ten bytes or some other number, gives others, three at a time, and may
+// fail at last.
 struct odd_stream {
     std::string given;
     bool fails;
     size_t position;
+    off64_t size = 10;
+    int failing_seek = 0; // the n-th from 1; 0 none
+    int seeks = 0;
 };
 
 ssize_t odd_read(void *cookie, char *bytes, size_t n)
@@ -157,7 +161,12 @@ int odd_seek(void *cookie, off64_t *offset, int whence)
 {
     odd_stream *const stream = static_cast<odd_stream *>(cookie);
     const off64_t here = static_cast<off64_t>(stream->position);
-    *offset += whence == SEEK_END ? 10 : whence == SEEK_CUR ? here : 0;
+    stream->seeks++;
+    if (stream->seeks == stream->failing_seek) {
+        errno = EIO;
+        return -1;
+    }
+    *offset += whence == SEEK_END ? stream->size : whence == SEEK_CUR ? here : 0;
     stream->position = static_cast<size_t>(*offset);
     return 0;
 }
@@ -189,5 +198,41 @@ TEST_F(VelUtilsFileReadall, AnErrorHalfwayGivesNothing)
     stream = open_odd(&odd);
     expect_failure();
 }
+
+TEST_F(VelUtilsFileReadall, AnySeekThatFailsGivesNothing)
+{
+    odd_stream counted = {"ten bytes.", false, 0};
+    stream = open_odd(&counted);
+    expect_all("ten bytes.");
+    ASSERT_GE(counted.seeks, 2);
+    for (int n = 1; n <= counted.seeks; n++) {
+        fclose(stream);
+        g_clear_pointer(&data, g_free);
+        odd_stream odd = {"ten bytes.", false, 0};
+        odd.failing_seek = n;
+        stream = open_odd(&odd);
+        EXPECT_FALSE(vel_utils_file_readall(stream, &data, &length, &error)) << n;
+        expect_error(G_IO_ERROR, 0, "I/O error");
+    }
+}
+
+TEST_F(VelUtilsFileReadall, ANegativeSizeIsAnError)
+{
+    odd_stream odd = {"four", false, 0};
+    odd.size = -5;
+    stream = open_odd(&odd);
+    expect_failure();
+}
+
+#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
+// A sanitizer's allocator ends the program when it is asked for so much.
+TEST_F(VelUtilsFileReadall, MoreThanMemoryHoldsIsAnError)
+{
+    odd_stream odd = {"four", false, 0};
+    odd.size = G_MAXINT64 - 1;
+    stream = open_odd(&odd);
+    expect_failure();
+}
+#endif
 
 #endif

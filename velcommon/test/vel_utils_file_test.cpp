@@ -2,6 +2,7 @@
 // scripts.
 #include "vel_utils_file.h"
 
+#include "vel_utils_file_internal.h"
 #include "vel_utils_file_test_util.h"
 
 #include <gio/gio.h>
@@ -279,6 +280,13 @@ TEST_F(VelUtilsFileCopy, PathsThatAreNoneAreErrors)
     EXPECT_FALSE(vel_utils_file_copy("", "", nullptr));
 }
 
+TEST(VelUtilsFileError, WithoutANumberNothingIsSet)
+{
+    g_autoptr(GError) error = nullptr;
+    vel_utils_file_set_system_error(&error, G_IO_ERROR, 0, 0);
+    EXPECT_EQ(error, nullptr);
+}
+
 #ifdef _WIN32
 
 TEST_F(VelUtilsFileUpToDate, AFileWhoseTimeCannotBeReadIsAnError)
@@ -380,6 +388,13 @@ TEST_F(VelUtilsFileCopy, PipesAreNeitherReadNorWritten)
     ASSERT_EQ(mkfifo(path("pipe").c_str(), 0600), 0);
     expect_failure("pipe", "target", EINVAL);
     expect_failure("source", "pipe", ENXIO);
+    const gint reader = open(path("pipe").c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+    ASSERT_NE(reader, -1);
+    expect_failure("source", "pipe", EINVAL);
+    gchar byte;
+    EXPECT_EQ(read(reader, &byte, 1), 0) << "nothing was written";
+    close(reader);
+    EXPECT_TRUE(exists("pipe"));
     EXPECT_FALSE(exists("target"));
 }
 

@@ -51,6 +51,14 @@ struct VelUtilsNumberLocale : testing::Test {
 
 } // namespace
 
+TEST(VelUtilsNumberDeathTest, SeparatorThatIsTooLongEndsTheProgram)
+{
+    const std::string separator(VEL_UTILS_SEPARATOR_MAX, '_');
+    EXPECT_EQ(grouped(1234, separator.c_str(), THREES), "1" + separator + "234");
+    VEL_EXPECT_FATAL(grouped(1234, (separator + "_").c_str(), THREES),
+                     "assertion failed: (separator_len <= VEL_UTILS_SEPARATOR_MAX)");
+}
+
 TEST(VelUtilsNumber, AmericanGroups)
 {
     EXPECT_EQ(grouped(1234567, ",", THREES), "1,234,567");
