@@ -174,6 +174,7 @@ TEST_F(VelMainWindowVanishingShareDeathTest, CellsAreRightOrEndWithABox)
                     const std::string text = cell(25001, 1);
                     fprintf(stderr, text == "a25000" ? "[Right]" : "[Wrong]");
                     fflush(stderr);
+                    std::filesystem::remove_all(folder);
                     std::_Exit(0);
                 },
                 ends_properly, "^(\\[Right\\]|\\[Error box\\] Input/output error\n)$")
