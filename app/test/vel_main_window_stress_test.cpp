@@ -10,7 +10,7 @@
 namespace
 {
 
-constexpr int ROUNDS = 3000;
+constexpr int ROUNDS = 2000;
 constexpr unsigned LONGEST_PATIENCE_US = 2000;
 /// Most searches of these files end by themselves then.
 constexpr gint64 PATIENCE_TO_THE_END_US = 10000000;
@@ -103,9 +103,7 @@ private:
     /// Searches as the window does, and gives up at any moment.
     void search(const stress_file &file)
     {
-        vel_main_window_update(&window);
-        if (window.positions.n == 0)
-            return; // the window would say so and end
+        wait_first_rows();
         const bool from_start = below(2) == 0;
         const gint32 from =
             from_start ? 0 : MIN((window.positions.n - 1) * 100, window.record_count.load());
@@ -126,6 +124,16 @@ private:
         vel_job_done(&job);
     }
 
+    /// Without any, the program would end.
+    void wait_first_rows()
+    {
+        while (window.positions.n == 0) {
+            stand_in_pump();
+            vel_main_window_update(&window);
+            std::this_thread::yield();
+        }
+    }
+
     /// None at all, a moment, or enough.
     gint64 patience()
     {
@@ -134,6 +142,7 @@ private:
         case 1:
             return 0;
         case 2:
+        case 3:
             return PATIENCE_TO_THE_END_US;
         default:
             return gint64{below(LONGEST_PATIENCE_US)};
