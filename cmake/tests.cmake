@@ -1,3 +1,21 @@
+# What every test program for Windows has beside its tests: the heaps are looked through after each test, and the
+# handles are counted after each suite by those that link vel_test_handles.
+if(WIN32)
+  add_library(vel_test_heap_check OBJECT "${CMAKE_SOURCE_DIR}/velcommon/test/vel_test_heap_check.cpp")
+  target_link_libraries(vel_test_heap_check PRIVATE vel_gtest vel_strict)
+  add_library(vel_test_handles OBJECT "${CMAKE_SOURCE_DIR}/velgui/test/vel_test_handles.cpp")
+  target_include_directories(vel_test_handles PUBLIC "${CMAKE_SOURCE_DIR}/velgui/test"
+    PRIVATE "${CMAKE_SOURCE_DIR}/velcommon/test")
+  target_link_libraries(vel_test_handles PRIVATE vel_gtest vel_strict PUBLIC gdi32 user32)
+endif()
+
+# vel_check_heap(TEST): runs a test with a heap that marks what is behind a block and what was freed, and with GLib's own
+# allocator out of the way. The system's complaint about a block fails the test.
+function(vel_check_heap name)
+  set_property(TEST ${name} APPEND PROPERTY ENVIRONMENT "WINEDEBUG=-all,warn+heap" "G_SLICE=always-malloc")
+  set_property(TEST ${name} APPEND PROPERTY FAIL_REGULAR_EXPRESSION "(err|warn):heap:")
+endfunction()
+
 # vel_add_test(NAME name [WINDOW] SOURCES ... LIBRARIES ...)
 # One GoogleTest program, one CTest test. WINDOW: it opens real windows, so it wants the common controls manifest and the
 # virtual display to itself.
@@ -10,6 +28,10 @@ function(vel_add_test)
   file(RELATIVE_PATH results "${CMAKE_CURRENT_BINARY_DIR}" "${CMAKE_BINARY_DIR}/test-results")
   add_test(NAME ${arg_NAME} COMMAND ${arg_NAME} "--gtest_output=xml:${results}/${arg_NAME}.xml")
   set_tests_properties(${arg_NAME} PROPERTIES TIMEOUT 300)
+  if(WIN32)
+    target_link_libraries(${arg_NAME} PRIVATE vel_test_heap_check)
+    vel_check_heap(${arg_NAME})
+  endif()
   if(arg_WINDOW)
     target_sources(${arg_NAME} PRIVATE "${CMAKE_SOURCE_DIR}/velgui/test/window_test.rc")
     set_tests_properties(${arg_NAME} PROPERTIES RESOURCE_LOCK display LABELS window)

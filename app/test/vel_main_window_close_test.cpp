@@ -1,9 +1,6 @@
 // Closing a file: what it resets, and that it never hangs, whatever the scanner is doing.
 #include "vel_viewer_fixture.h"
 
-#include <algorithm>
-#include <random>
-
 class VelMainWindowClose : public vel_viewer_fixture
 {
 };
@@ -13,10 +10,6 @@ class VelMainWindowStop : public vel_viewer_fixture
 };
 
 class VelMainWindowCloseDeathTest : public vel_viewer_fixture
-{
-};
-
-class VelMainWindowStress : public vel_viewer_fixture
 {
 };
 
@@ -276,69 +269,4 @@ TEST_F(VelMainWindowCloseDeathTest, ErrorReportedDuringTheCloseIsShownAndEndsThe
             vel_main_window_close_file(&window);
         },
         testing::ExitedWithCode(1), "\\[Error box\\] Unclosed quoted value\n");
-}
-
-/// What the stress test opens.
-struct stress_file {
-    std::string path;
-    gint32 records; // what the scan comes to
-    bool fails;     // with an unclosed quote
-};
-
-/// What a user and the timer may do while a file is open.
-static void stress_use(vel_main_window *window, std::mt19937 *random)
-{
-    switch ((*random)() % 6) {
-    case 0:
-        g_usleep((*random)() % 2000);
-        break;
-    case 1:
-        stand_in_pump();
-        break;
-    case 2:
-        vel_main_window_set_headers(window, !window->headers);
-        break;
-    case 3:
-        vel_main_window_table_get_text(gint32((*random)() % 50000), gint32((*random)() % 4));
-        break;
-    default:
-        vel_main_window_update(window);
-        break;
-    }
-}
-
-TEST_F(VelMainWindowStress, FilesAreReplacedAtAnyMoment)
-{
-    const std::string wide = "a,b\n" + std::string(600000, 'x') + ",y\n\"" +
-                             vel_viewer_repeat("0123456789\n", 100000) + "\"\nc,d\n";
-    const stress_file files[] = {
-        {write_file("", "empty.csv"), 0, false},
-        {write_file("name,size\nx,1\n", "small.csv"), 2, false},
-        {write_file(vel_viewer_records(100), "hundred.csv"), 100, false},
-        {write_file(vel_viewer_records(40000), "large.csv"), 40000, false},
-        {write_file(wide, "wide.csv"), 4, false},
-        {write_file(vel_viewer_records(3000) + "\"never closed", "quote.csv"), 3000, true},
-    };
-    std::mt19937 random(4);
-    gint32 ended = 0;
-    for (gint32 i = 0; i < 400; i++) {
-        const stress_file &file = files[random() % G_N_ELEMENTS(files)];
-        stand_in.errors.clear();
-        open(file.path, ',', "UTF-8");
-        for (gint32 left = gint32(random() % 8); left > 0; left--)
-            stress_use(&window, &random);
-        if (random() % 3 == 0) {
-            wait_scanned();
-            vel_main_window_update(&window);
-            ASSERT_EQ(window.record_count, file.records) << file.path;
-            ASSERT_EQ(window.table.rows, MAX(file.records - (window.headers ? 1 : 0), 0));
-            ASSERT_EQ(window.positions.n, file.records / 100 + 1);
-            ASSERT_EQ(stand_in.errors.size(), file.fails ? 1U : 0U);
-            ended++;
-        }
-        vel_main_window_close_file(&window);
-        ASSERT_EQ(window.positions.n, 0);
-        ASSERT_LE(stand_in.errors.size(), file.fails ? 1U : 0U);
-    }
-    EXPECT_GT(ended, 50);
 }

@@ -3,6 +3,7 @@
 #include <sqlite3.h>
 
 #include "vel_main_window_modal_fixture.h"
+#include "vel_test_handles.h"
 #include "version.h"
 
 namespace
@@ -212,12 +213,12 @@ TEST_F(VelMainWindowCommand, DialogsLeaveNoHandlesBehind)
         }
     };
     run();
-    const DWORD gdi = GetGuiResources(GetCurrentProcess(), GR_GDIOBJECTS);
-    const DWORD user = GetGuiResources(GetCurrentProcess(), GR_USEROBJECTS);
+    const DWORD gdi = vel_test_gdi_handles();
+    const DWORD user = vel_test_user_handles();
     for (int i = 0; i < 5; i++)
         run();
-    EXPECT_LE(GetGuiResources(GetCurrentProcess(), GR_GDIOBJECTS), gdi + 2);
-    EXPECT_LE(GetGuiResources(GetCurrentProcess(), GR_USEROBJECTS), user + 2);
+    EXPECT_LE(vel_test_gdi_handles(), gdi + 2);
+    EXPECT_LE(vel_test_user_handles(), user + 2);
 }
 
 // Keys.

@@ -2,6 +2,7 @@
 #include "vel_main_window_fixture.h"
 #include "vel_open_as_dialog.h"
 #include "vel_test_box.h"
+#include "vel_test_handles.h"
 
 namespace
 {
@@ -297,14 +298,14 @@ TEST_F(VelMainWindowInit, CreatingAndEndingManyTimesLeaksNoHandles)
     done();
     create();
     done();
-    const DWORD gdi = GetGuiResources(GetCurrentProcess(), GR_GDIOBJECTS);
-    const DWORD user = GetGuiResources(GetCurrentProcess(), GR_USEROBJECTS);
+    const DWORD gdi = vel_test_gdi_handles();
+    const DWORD user = vel_test_user_handles();
     for (int i = 0; i < 20; i++) {
         create();
         done();
     }
-    EXPECT_LE(GetGuiResources(GetCurrentProcess(), GR_GDIOBJECTS), gdi + 2);
-    EXPECT_LE(GetGuiResources(GetCurrentProcess(), GR_USEROBJECTS), user + 2);
+    EXPECT_LE(vel_test_gdi_handles(), gdi + 2);
+    EXPECT_LE(vel_test_user_handles(), user + 2);
 }
 
 using VelMainWindowInitDeathTest = VelMainWindowTest;

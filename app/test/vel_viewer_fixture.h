@@ -4,36 +4,28 @@
 
 #include <gtest/gtest.h>
 
-#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
 #include <string>
 #include <string_view>
 #include <thread>
-#include <unistd.h>
 #include <vector>
 
 #include "stand_in/stand_in_window.h"
 #include "vel_main_window.h"
+#include "vel_test_watchdog.h"
 
-/// Seconds that a test may take; many times what any of them needs.
-constexpr unsigned VEL_VIEWER_WATCHDOG_SECONDS = 300;
-
-inline void vel_viewer_on_alarm(int)
-{
-    static constexpr char message[] = "\nWatchdog: the test hangs\n";
-    [[maybe_unused]] const auto written = write(STDERR_FILENO, message, sizeof message - 1);
-    _exit(99);
-}
+/// Seconds that a test may take; many times what any of them needs, and less than the program is
+/// given, so that a test which hangs can still tell where.
+constexpr unsigned VEL_VIEWER_WATCHDOG_SECONDS = 200;
 
 class vel_viewer_fixture : public testing::Test
 {
 protected:
     void SetUp() override
     {
-        signal(SIGALRM, vel_viewer_on_alarm);
-        alarm(VEL_VIEWER_WATCHDOG_SECONDS);
+        vel_test_watchdog_start(VEL_VIEWER_WATCHDOG_SECONDS);
         stand_in_reset();
         char name[] = "viewer-test-XXXXXX";
         folder = std::filesystem::absolute(g_mkdtemp(name));
@@ -51,7 +43,7 @@ protected:
         vel_main_window_stop_scanner(&window);
         vel_main_window_done_data(&window);
         std::filesystem::remove_all(folder);
-        alarm(0);
+        vel_test_watchdog_stop();
     }
 
     std::string path(const std::string &name) const

@@ -3,6 +3,20 @@
 #include <glib.h>
 #include <gtest/gtest.h>
 
+#include "vel_test_main.h"
+
+std::string vel_test_again;
+
+/// Runs the tests that were asked for once more; the results of the first run stay in their file.
+static int run_again()
+{
+    testing::TestEventListeners &listeners = testing::UnitTest::GetInstance()->listeners();
+    delete listeners.Release(listeners.default_xml_generator());
+    GTEST_FLAG_SET(filter, vel_test_again);
+    vel_test_again.clear();
+    return RUN_ALL_TESTS();
+}
+
 int main(int argc, char **argv)
 {
     testing::InitGoogleTest(&argc, argv);
@@ -14,5 +28,8 @@ int main(int argc, char **argv)
 #endif
     int glib_argc = 1;
     g_test_init(&glib_argc, &argv, nullptr);
-    return RUN_ALL_TESTS();
+    int status = RUN_ALL_TESTS();
+    while (status == 0 && !vel_test_again.empty())
+        status = run_again();
+    return status;
 }

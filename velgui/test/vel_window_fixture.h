@@ -1,5 +1,5 @@
 // What the window tests share: a parent window on the screen with the toolkit running, a message
-// pump, pixels read back, handle counts. Wine and Windows alike.
+// pump, pixels read back. Wine and Windows alike.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -11,6 +11,7 @@
 #include <commctrl.h>
 
 #include "vel_gui.h"
+#include "vel_test_handles.h"
 
 /// Pixels of a rectangle, row by row.
 struct VelPixels {
@@ -123,61 +124,6 @@ inline VelPixels vel_test_screen_pixels(HWND window)
     RECT client;
     GetClientRect(window, &client);
     return vel_test_screen_pixels(window, client);
-}
-
-/// One entry of the process-wide table of GDI objects that every process can read.
-struct VelGdiEntry {
-    void *object;
-    WORD process; ///< Owner; 0 where the table is this process's own.
-    WORD lock;
-    WORD generation;
-    WORD type; ///< 0 for an unused entry.
-    void *data;
-};
-
-/// Counts this process's GDI objects in that table.
-inline DWORD vel_test_gdi_table_entries()
-{
-    using GetPeb = const BYTE *(WINAPI *) ();
-    const auto get_peb = reinterpret_cast<GetPeb>(
-        reinterpret_cast<void *>(GetProcAddress(GetModuleHandleW(L"ntdll"), "RtlGetCurrentPeb")));
-    const BYTE *peb = get_peb();
-    const auto *entry = *reinterpret_cast<const VelGdiEntry *const *>(peb + 0xF8);
-    DWORD count = 0;
-    for (int index = 0; index < 0x4000; index++, entry++)
-        count += (entry->type & 0xFF) != 0 &&
-                 (entry->process == 0 || entry->process == LOWORD(GetCurrentProcessId()));
-    return count;
-}
-
-inline BOOL CALLBACK vel_test_count_window(HWND window, LPARAM count)
-{
-    ++*reinterpret_cast<DWORD *>(count);
-    EnumChildWindows(
-        window,
-        [](HWND, LPARAM children) -> BOOL {
-            ++*reinterpret_cast<DWORD *>(children);
-            return TRUE;
-        },
-        count);
-    return TRUE;
-}
-
-/// Wine answers 0 to GetGuiResources(), so there the objects themselves are counted.
-inline DWORD vel_test_gdi_handles()
-{
-    const DWORD count = GetGuiResources(GetCurrentProcess(), GR_GDIOBJECTS);
-    return count != 0 ? count : vel_test_gdi_table_entries();
-}
-
-/// Likewise; there the windows of this thread stand for all USER objects.
-inline DWORD vel_test_user_handles()
-{
-    DWORD count = GetGuiResources(GetCurrentProcess(), GR_USEROBJECTS);
-    if (count == 0)
-        EnumThreadWindows(GetCurrentThreadId(), vel_test_count_window,
-                          reinterpret_cast<LPARAM>(&count));
-    return count;
 }
 
 /// The toolkit running, and a parent window on the screen with a client area of 600 x 400 pixels.
