@@ -302,7 +302,7 @@ void vel_csv_parser_restore_offset(vel_csv_parser *parser, gint32 block, gint32 
 void vel_csv_parser_check_size(vel_csv_parser *parser, gint64 size, GError **error)
 {
     const gint64 size_now = vel_csv_parser_get_file_size(parser);
-    if (error == nullptr || size_now < 0 || size_now >= size)
+    if (error == nullptr || parser->file == nullptr || size_now < 0 || size_now >= size)
         return;
     g_clear_error(error);
     vel_csv_parser_set_shorter_error(error);

@@ -153,8 +153,8 @@ void vel_csv_parser_restore_offset(vel_csv_parser *parser, gint32 block, gint32 
 /// @param size   bytes that it has had; negative when that is not known
 /// @param error  VEL_CSV_PARSER_QUARK, VEL_CSV_PARSER_ERROR_SHORTER, "The file has become shorter
 /// since it was opened", in place of an error that is set already, which is freed
-/// A file that cannot tell its size passes; reading it fails with a reason of its own. Costs what
-/// vel_csv_parser_get_file_size() does.
+/// Without a file nothing is lost. A file that cannot tell its size passes; reading it fails with a
+/// reason of its own. Costs what vel_csv_parser_get_file_size() does.
 void vel_csv_parser_check_size(vel_csv_parser *parser, gint64 size, GError **error);
 
 /// Tells how far the file has been read, in raw bytes: the end of the block in memory. 0 without a

@@ -348,6 +348,13 @@ TEST(VelCsvParserCheckSize, OnlyAFileThatHasLostBytesFails)
     vel_csv_parser_check_size(&reader.parser, 9, nullptr);
 }
 
+TEST(VelCsvParserCheckSize, TextInMemoryLosesNothing)
+{
+    CsvReader reader("a,b\n");
+    vel_csv_parser_check_size(&reader.parser, 100, &reader.error);
+    EXPECT_EQ(reader.error, nullptr);
+}
+
 TEST(VelCsvParserCheckSize, TheReadingGoesOnUndisturbed)
 {
     const CsvTempFile file(csv_filler(3 * CSV_BLOCK));
