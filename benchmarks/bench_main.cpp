@@ -33,6 +33,8 @@ constexpr bench_part bench_parts[] = {
     {"far", vel_bench_far},
 };
 
+constexpr gchar BENCH_TABLE[] = "table";
+
 struct bench_arguments {
     gint check;
     gint again;
@@ -49,6 +51,23 @@ struct bench_arguments {
 static gboolean bench_is_wanted(const std::string &wanted, const gchar *name)
 {
     return wanted.empty() || wanted == name;
+}
+
+// The table has no file, so it is not among what is wanted of a shape.
+static gboolean bench_is_table_wanted(const vel_bench *bench)
+{
+    return bench->part == BENCH_TABLE || (bench->part.empty() && bench->shape.empty());
+}
+
+static gboolean bench_names_are_known(const vel_bench *bench)
+{
+    gboolean is_shape = bench->shape.empty();
+    for (const vel_bench_shape &shape : vel_bench_shapes)
+        is_shape = is_shape || bench->shape == shape.name;
+    gboolean is_part = bench->part.empty() || bench->part == BENCH_TABLE;
+    for (const bench_part &part : bench_parts)
+        is_part = is_part || bench->part == part.name;
+    return is_shape && is_part;
 }
 
 // @return 0 for what is no size
@@ -98,7 +117,7 @@ static gboolean bench_parse(vel_bench *bench, bench_arguments *arguments, gint *
     bench->shape = arguments->shape != nullptr ? arguments->shape : "";
     bench->part = arguments->part != nullptr ? arguments->part : "";
     bench->folder = arguments->folder != nullptr ? arguments->folder : ".";
-    return bench->size > 0 && bench->rounds > 0;
+    return bench->size > 0 && bench->rounds > 0 && bench_names_are_known(bench);
 }
 
 static gboolean bench_run_shape(vel_bench *bench, const vel_bench_shape *shape)
@@ -121,10 +140,11 @@ static gboolean bench_run_shape(vel_bench *bench, const vel_bench_shape *shape)
 static gboolean bench_run(vel_bench *bench)
 {
     for (const vel_bench_shape &shape : vel_bench_shapes) {
-        if (bench_is_wanted(bench->shape, shape.name) && !bench_run_shape(bench, &shape))
+        if (bench->part != BENCH_TABLE && bench_is_wanted(bench->shape, shape.name) &&
+            !bench_run_shape(bench, &shape))
             return FALSE;
     }
-    if (bench_is_wanted(bench->part, "table"))
+    if (bench_is_table_wanted(bench))
         vel_bench_table(bench);
     std::printf("\n%zu findings %s\n", bench->known.size(),
                 bench->failed ? "were compared, and some DIFFER" : "agree");
