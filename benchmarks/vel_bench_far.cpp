@@ -31,6 +31,12 @@ struct far_file {
 
 } // namespace
 
+static guint64 vel_bench_far_hash_field(const far_file *far, guint field)
+{
+    const gpointer text = g_ptr_array_index(far->fields, field);
+    return text != nullptr ? g_str_hash(text) : 0;
+}
+
 // Reads a group's records. @return what is in them, as a hash
 static guint64 vel_bench_far_read_group(far_file *far)
 {
@@ -40,9 +46,9 @@ static guint64 vel_bench_far_read_group(far_file *far)
         const gint32 n = vel_csv_parser_read_record(&far->parser, far->fields, &error);
         if (n == 0 || error != nullptr)
             break;
-        const gpointer last = g_ptr_array_index(far->fields, far->fields->len - 1);
         hash = vel_bench_mix(hash, static_cast<guint64>(n));
-        hash = vel_bench_mix(hash, last != nullptr ? g_str_hash(last) : 0);
+        hash = vel_bench_mix(hash, vel_bench_far_hash_field(far, 0));
+        hash = vel_bench_mix(hash, vel_bench_far_hash_field(far, far->fields->len - 1));
     }
     return error == nullptr ? hash : G_MAXUINT64;
 }
