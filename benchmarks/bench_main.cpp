@@ -137,6 +137,13 @@ static gboolean bench_run_shape(vel_bench *bench, const vel_bench_shape *shape)
     return TRUE;
 }
 
+static void bench_print_memory(const vel_bench *bench, const gchar *when)
+{
+    if (!bench->check_only)
+        std::printf("\npeak memory %s: %.1f MB\n", when,
+                    static_cast<gdouble>(vel_bench_peak_memory()) / 1e6);
+}
+
 static gboolean bench_run(vel_bench *bench)
 {
     for (const vel_bench_shape &shape : vel_bench_shapes) {
@@ -144,12 +151,13 @@ static gboolean bench_run(vel_bench *bench)
             !bench_run_shape(bench, &shape))
             return FALSE;
     }
+    // The table's rows take more than all that the files did.
+    bench_print_memory(bench, "before the table");
     if (bench_is_table_wanted(bench))
         vel_bench_table(bench);
     std::printf("\n%zu findings %s\n", bench->known.size(),
                 bench->failed ? "were compared, and some DIFFER" : "agree");
-    if (!bench->check_only)
-        std::printf("peak memory %.1f MB\n", static_cast<gdouble>(vel_bench_peak_memory()) / 1e6);
+    bench_print_memory(bench, "at the end");
     return TRUE;
 }
 

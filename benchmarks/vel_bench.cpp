@@ -12,7 +12,8 @@
 void vel_bench_check(vel_bench *bench, const std::string &subject, const std::string &kind,
                      const std::string &who, const vel_bench_finding &finding)
 {
-    const auto [entry, is_first] = bench->known.try_emplace(subject + ", " + kind, who, finding);
+    const auto [entry, is_first] =
+        bench->known.try_emplace(subject + ", " + kind, vel_bench_known{who, finding});
     const vel_bench_known &known = entry->second;
     if (is_first || known.finding == finding)
         return;
