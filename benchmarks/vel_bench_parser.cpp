@@ -1,30 +1,35 @@
 // See vel_bench_parser.h.
 #include "vel_bench_parser.h"
 
+#include "vel_csv_parser_skip.h"
+
 #include <gio/gio.h>
 
-const std::vector<std::string> vel_bench_simd_levels = {""};
+// The instruction sets of this machine.
+static std::vector<std::string> vel_bench_find_simd_levels()
+{
+    std::vector<std::string> levels;
+    for (const char *const name : {"portable", "sse2", "avx2"}) {
+        if (vel_csv_parser_skip_use(name))
+            levels.push_back(name);
+    }
+    vel_csv_parser_skip_use(nullptr);
+    return levels;
+}
+
+const std::vector<std::string> vel_bench_simd_levels = vel_bench_find_simd_levels();
 
 void vel_bench_use_simd(const std::string &level)
 {
-    if (level.empty())
-        g_unsetenv("VEL_SIMD");
-    else
-        g_setenv("VEL_SIMD", level.c_str(), TRUE);
+    vel_csv_parser_skip_use(level.empty() ? nullptr : level.c_str());
 }
 
 gint32 vel_bench_count_group(vel_csv_parser *parser, gint32 *max_fields, GError **error)
 {
-    for (gint32 n = 0; n < VEL_BENCH_GROUP; n++) {
-        GError *failure = nullptr;
-        const gint32 fields = vel_csv_parser_read_record(parser, nullptr, &failure);
-        if (failure != nullptr)
-            g_propagate_error(error, failure);
-        if (failure != nullptr || fields == 0)
-            return n;
-        *max_fields = MAX(*max_fields, fields);
-    }
-    return VEL_BENCH_GROUP;
+    gint32 most = 0;
+    const gint32 n = vel_csv_parser_skip_records(parser, VEL_BENCH_GROUP, &most, error);
+    *max_fields = MAX(*max_fields, most);
+    return n;
 }
 
 gboolean vel_bench_open(vel_csv_parser *parser, const vel_bench_file *file, GError **error)
