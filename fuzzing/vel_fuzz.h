@@ -17,6 +17,7 @@ gint vel_fuzz_buffer(const guint8 *data, gsize size);
 gint vel_fuzz_csv_encoding(const guint8 *data, gsize size);
 gint vel_fuzz_csv_guess(const guint8 *data, gsize size);
 gint vel_fuzz_csv_read(const guint8 *data, gsize size);
+gint vel_fuzz_csv_skip(const guint8 *data, gsize size);
 gint vel_fuzz_find(const guint8 *data, gsize size);
 gint vel_fuzz_grid_layout(const guint8 *data, gsize size);
 gint vel_fuzz_spawn_line(const guint8 *data, gsize size);

@@ -15,3 +15,8 @@ TEST(VelFuzzReplay64, CsvRead)
 {
     vel_fuzz_replay(vel_fuzz_csv_read, "csv_read_64");
 }
+
+TEST(VelFuzzReplay64, CsvSkip)
+{
+    vel_fuzz_replay(vel_fuzz_csv_skip, "csv_skip_64");
+}

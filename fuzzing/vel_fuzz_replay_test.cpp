@@ -22,6 +22,11 @@ TEST(VelFuzzReplay, CsvRead)
     vel_fuzz_replay(vel_fuzz_csv_read, "csv_read");
 }
 
+TEST(VelFuzzReplay, CsvSkip)
+{
+    vel_fuzz_replay(vel_fuzz_csv_skip, "csv_skip");
+}
+
 TEST(VelFuzzReplay, Find)
 {
     vel_fuzz_replay(vel_fuzz_find, "find");

@@ -60,6 +60,7 @@ void vel_csv_parser_done(vel_csv_parser *parser)
     vel_csv_parser_close_file(parser);
     g_free(parser->encoding);
     g_free(parser->buffer);
+    g_free(parser->scratch);
     g_free(parser->field.data);
     *parser = {};
 }

@@ -58,6 +58,7 @@ typedef struct vel_csv_parser {
     gint32 keep_fields;   ///< Fields of a record that are handed out at most; 0 for all.
     guint64 keep_bytes;   ///< Bytes of a record that are handed out at most; 0 for all.
     gboolean is_cut;      ///< Not all of the last record was handed out.
+    gpointer scratch;     ///< Owned; room for converting a block, null until one is converted.
 } vel_csv_parser;
 
 /// The quark of "VEL_CSV_PARSER_QUARK". Any thread.

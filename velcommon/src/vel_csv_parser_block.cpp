@@ -11,6 +11,9 @@
 #include <windows.h>
 #endif
 
+static constexpr gsize VEL_CSV_PARSER_SCRATCH_SIZE =
+    gsize{2} * VEL_CSV_PARSER_BLOCK_SIZE * sizeof(gunichar2);
+
 const gchar *vel_csv_parser_ansi_charset(void)
 {
     const gchar *name = nullptr;
@@ -38,11 +41,21 @@ static void vel_csv_parser_set_decoding_error(const vel_csv_parser *parser, GErr
     g_set_error(error, G_IO_ERROR, 0, "Error decoding text from %s", parser->encoding);
 }
 
+// Room for the block as it was read or in wide characters, at most two for each of its bytes; kept,
+// since clean memory for every block would cost as much as all else.
+static gpointer vel_csv_parser_scratch(vel_csv_parser *parser)
+{
+    if (parser->scratch == nullptr)
+        parser->scratch = g_malloc(VEL_CSV_PARSER_SCRATCH_SIZE);
+    return parser->scratch;
+}
+
 // iconv decodes strictly and fails on what the encoding does not define; what comes before that is
 // kept.
 static void vel_csv_parser_convert_iconv(vel_csv_parser *parser, GError **error)
 {
-    g_autofree gchar *raw = static_cast<gchar *>(g_memdup2(parser->buffer, parser->buffer_len));
+    auto *const raw = static_cast<gchar *>(vel_csv_parser_scratch(parser));
+    std::memcpy(raw, parser->buffer, parser->buffer_len);
     gchar *in = raw;
     gsize in_left = parser->buffer_len;
     gchar *out = parser->buffer;
@@ -61,7 +74,7 @@ static void vel_csv_parser_convert_iconv(vel_csv_parser *parser, GError **error)
 static void vel_csv_parser_convert_ansi(vel_csv_parser *parser, GError **error)
 {
     const gint raw_len = static_cast<gint>(parser->buffer_len);
-    g_autofree wchar_t *wide = g_new0(wchar_t, 2 * parser->buffer_len);
+    auto *const wide = static_cast<wchar_t *>(vel_csv_parser_scratch(parser));
     const gint units =
         MultiByteToWideChar(CP_THREAD_ACP, 0, parser->buffer, raw_len, wide, 2 * raw_len);
     const gint len =

@@ -258,8 +258,8 @@ static bool vel_csv_parser_skip_next_block(vel_csv_parser_skipping *s)
         vel_csv_parser_skip_end_record(&s->skip);
         return s->skip.wanted > 0;
     }
-    const bool quoted = s->skip.place == VEL_CSV_PARSER_PLACE_QUOTED ||
-                        s->skip.place == VEL_CSV_PARSER_PLACE_QUOTE;
+    const bool quoted =
+        s->skip.place == VEL_CSV_PARSER_PLACE_QUOTED || s->skip.place == VEL_CSV_PARSER_PLACE_QUOTE;
     s->quotes = quoted ? vel_csv_parser_skip_count_quotes(s) : 0;
     vel_csv_parser_peek(parser, s->error);
     vel_csv_parser_skip_enter_block(s);

@@ -1,0 +1,91 @@
+// Passing over records against the naive reader, in every instruction set, in memory, in a file and
+// across the end of a block. An input is: instruction set, records at a time, whether positions are
+// taken, separator, the source's choices (four bytes), the text.
+#include "vel_csv_parser_skip.h"
+#include "vel_fuzz_csv.h"
+
+namespace
+{
+
+struct vel_fuzz_skipping {
+    vel_fuzz_csv csv;
+    NaiveCsvReader naive;
+    gint32 start;        ///< Where in block 0 the naive reader's own begins.
+    bool with_positions; ///< Whether positions are taken: that may bring a block in.
+};
+
+// What some records are.
+struct vel_fuzz_records {
+    gint32 n;
+    gint32 max_fields;
+    bool unclosed;
+};
+
+} // namespace
+
+static vel_fuzz_records vel_fuzz_read_naively(vel_fuzz_skipping *skipping, gint32 n)
+{
+    vel_fuzz_records records = {0, 0, false};
+    while (records.n < n) {
+        const NaiveRecord record = skipping->naive.read_record();
+        records.unclosed = record.unclosed;
+        if (record.count == 0 || record.unclosed)
+            break;
+        records.n++;
+        records.max_fields = MAX(records.max_fields, record.count);
+    }
+    return records;
+}
+
+static void vel_fuzz_check_position(vel_fuzz_skipping *skipping)
+{
+    const NaivePosition expected = skipping->naive.position();
+    gint32 block = -1;
+    gint32 offset = -1;
+    vel_csv_parser_get_offset(&skipping->csv.parser, &block, &offset);
+    vel_fuzz_check(block == expected.block);
+    vel_fuzz_check(offset == expected.offset + (block == 0 ? skipping->start : 0));
+}
+
+static void vel_fuzz_skip_to_end(vel_fuzz_skipping *skipping, gint32 n)
+{
+    for (bool more = true; more;) {
+        if (skipping->with_positions)
+            vel_fuzz_check_position(skipping);
+        const vel_fuzz_records expected = vel_fuzz_read_naively(skipping, n);
+        gint32 max_fields = -1;
+        g_autoptr(GError) error = nullptr;
+        const gint32 skipped =
+            vel_csv_parser_skip_records(&skipping->csv.parser, n, &max_fields, &error);
+        vel_fuzz_check(skipped == expected.n);
+        vel_fuzz_check(max_fields == expected.max_fields);
+        vel_fuzz_check((error != nullptr) == expected.unclosed);
+        vel_fuzz_check(error == nullptr || vel_fuzz_is_unclosed(error));
+        more = skipped == n;
+    }
+}
+
+gint vel_fuzz_csv_skip(const guint8 *data, gsize size)
+{
+    static const gchar *const sets[] = {"portable", "sse2", "avx2"};
+    vel_fuzz_input input = {data, size};
+    if (!vel_csv_parser_skip_use(sets[vel_fuzz_take_number(&input, 3)]))
+        return 0;
+    const gint32 n = 1 + vel_fuzz_take_number(&input, 110);
+    const bool with_positions = vel_fuzz_take_number(&input, 2) == 0;
+    const gchar separator = vel_fuzz_take_separator(&input);
+    vel_fuzz_input choices = input;
+    for (gint i = 0; i < 4; i++)
+        vel_fuzz_take_byte(&input);
+    const vel_fuzz_source source = vel_fuzz_take_source(&choices, vel_fuzz_take_rest(&input), true);
+
+    vel_fuzz_skipping skipping;
+    skipping.naive = vel_fuzz_naive(source, separator);
+    skipping.start = static_cast<gint32>(source.start);
+    skipping.with_positions = with_positions;
+    g_autoptr(GError) error = nullptr;
+    vel_fuzz_open(&skipping.csv, source, separator, &error);
+    vel_fuzz_check(error == nullptr);
+    vel_fuzz_skip_to_end(&skipping, n);
+    return 0;
+}
