@@ -370,10 +370,11 @@ void vel_main_window_update_columns(vel_main_window *window)
     const gint32 header_row = vel_main_window_find_record(window, 0);
     if (header_row < 0)
         return;
-    for (gint32 column = window->table.columns; column <= fields; column++) {
-        g_autofree gchar *title = vel_main_window_column_title(window, header_row, column);
-        vel_gui_table_add_column(&window->table, title, FIELD_COLUMN_WIDTH);
-    }
+    g_autoptr(GPtrArray) titles = g_ptr_array_new_with_free_func(g_free);
+    for (gint32 column = window->table.columns; column <= fields; column++)
+        g_ptr_array_add(titles, vel_main_window_column_title(window, header_row, column));
+    vel_gui_table_add_columns(&window->table, gint32(titles->len),
+                              reinterpret_cast<gchar **>(titles->pdata), FIELD_COLUMN_WIDTH);
 }
 
 void vel_main_window_stop_scanner(vel_main_window *window)

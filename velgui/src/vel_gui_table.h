@@ -62,6 +62,15 @@ void vel_gui_table_done(vel_gui_table *table);
 /// @param width  pixels
 void vel_gui_table_add_column(vel_gui_table *table, const gchar *title, gint32 width);
 
+/// Adds columns of one width at the right, as if one after the other, but brings the scroll bar,
+/// the header's place and the picture up to date only once: half the cost where there are
+/// thousands. The header control's own cost, which grows with the square of their number, remains.
+/// @param n       number of columns, from 0
+/// @param titles  their n titles, as for vel_gui_table_add_column()
+/// @param width   pixels
+void vel_gui_table_add_columns(vel_gui_table *table, gint32 n, const gchar *const *titles,
+                               gint32 width);
+
 /// Removes all columns and with them the selection. Rows are kept.
 void vel_gui_table_clear_columns(vel_gui_table *table);
 
