@@ -65,6 +65,9 @@ void vel_main_window_init_data(vel_main_window *window)
     vel_table_init(&window->positions);
     vel_main_window_add_position_columns(&window->positions);
     vel_table_add_index(&window->positions, COLUMN_LINE);
+    // Positions are read by their row, which is the record's group: the index of 10^7 rows would
+    // take a gigabyte, and seconds of the UI thread's time.
+    vel_table_defer_indexes(&window->positions);
 
     vel_csv_parser_init(&window->parser);
     vel_csv_parser_init(&window->search_parser);
