@@ -43,12 +43,13 @@ void vel_table_set_reserved(vel_table *t, gint32 reserved)
     vel_assert(reserved >= t->n);
     if (t->reserved == reserved)
         return;
-    const gsize used = vel_table_block_size(t, t->n);
-    const gsize size = vel_table_block_size(t, reserved);
-    // Large blocks are remapped rather than copied by most allocators.
-    t->rows = static_cast<guint8 *>(g_realloc(t->rows, size));
-    if (size > used)
-        std::memset(t->rows + used, 0, size - used);
+    // A large block comes from the system zeroed: its new rows cost nothing until they are used,
+    // whereas zeroing them behind a reallocation takes longer than copying the old ones.
+    auto *rows = static_cast<guint8 *>(g_malloc0(vel_table_block_size(t, reserved)));
+    if (t->n > 0 && rows != nullptr)
+        std::memcpy(rows, t->rows, vel_table_block_size(t, t->n));
+    g_free(t->rows);
+    t->rows = rows;
     t->reserved = reserved;
 }
 

@@ -73,7 +73,7 @@ void vel_table_clear(vel_table *t);
 
 /// Gives the row block room for exactly `reserved` rows; never fewer than are in use.
 /// @param reserved  rows, t->n or more (assertion "reserved >= t->n")
-/// Costs a reallocation of the block. When memory is short, GLib's allocator ends the program.
+/// Costs a copy of the rows in use. When memory is short, GLib's allocator ends the program.
 void vel_table_set_reserved(vel_table *t, gint32 reserved);
 
 /// Changes the number of rows. New rows are zero and found in indexes by zero values; dropped rows
