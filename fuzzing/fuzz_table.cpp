@@ -4,6 +4,7 @@
 #include "vel_fuzz.h"
 #include "vel_fuzz_table_model.h"
 #include "vel_table.h"
+#include "vel_table_internal.h"
 
 #include <cstring>
 
@@ -134,8 +135,9 @@ static void vel_fuzz_check_index(const vel_table_index *real, const vel_fuzz_mod
     vel_fuzz_check(buckets.size() == n);
 }
 
-static void vel_fuzz_check_all(const vel_fuzz_pair *pair)
+static void vel_fuzz_check_all(vel_fuzz_pair *pair)
 {
+    vel_table_enter_pending_rows(&pair->real);
     for (gint32 i = 0; i < pair->real.n_indexes; i++)
         vel_fuzz_check_index(pair->real.indexes[i], pair->model.indexes[static_cast<gsize>(i)]);
     for (gint32 row = 0; row < vel_fuzz_n_rows(pair); row++)
@@ -363,6 +365,16 @@ static void vel_fuzz_clear(vel_fuzz_pair *pair)
     pair->model = vel_fuzz_model();
 }
 
+/// Seldom: it puts the table to an end, or to another way of keeping its indexes.
+static void vel_fuzz_change_life(vel_fuzz_pair *pair, vel_fuzz_input *input)
+{
+    const gint32 what = vel_fuzz_take_number(input, 8);
+    if (what == 0)
+        vel_fuzz_clear(pair);
+    else if (what < 4)
+        vel_table_defer_indexes(&pair->real);
+}
+
 static void vel_fuzz_step(vel_fuzz_pair *pair, const vel_fuzz_pair *other, vel_fuzz_input *input)
 {
     switch (vel_fuzz_take_number(input, 16)) {
@@ -379,9 +391,7 @@ static void vel_fuzz_step(vel_fuzz_pair *pair, const vel_fuzz_pair *other, vel_f
     case 5:
         return vel_fuzz_compact(pair);
     case 6:
-        if (vel_fuzz_take_number(input, 8) == 0)
-            vel_fuzz_clear(pair);
-        return;
+        return vel_fuzz_change_life(pair, input);
     case 7:
         for (const bool compare_rows : {false, true})
             vel_fuzz_check((vel_table_equals(&pair->real, &other->real, compare_rows) != FALSE) ==

@@ -65,6 +65,9 @@ void vel_main_window_init_data(vel_main_window *window)
     vel_table_init(&window->positions);
     vel_main_window_add_position_columns(&window->positions);
     vel_table_add_index(&window->positions, COLUMN_LINE);
+    // Positions are read by their row, which is the record's group: the index of 10^7 rows would
+    // take a gigabyte, and seconds of the UI thread's time.
+    vel_table_defer_indexes(&window->positions);
 
     vel_csv_parser_init(&window->parser);
     vel_csv_parser_init(&window->search_parser);
@@ -382,10 +385,11 @@ void vel_main_window_update_columns(vel_main_window *window)
     const gint32 header_row = vel_main_window_find_record(window, 0);
     if (header_row < 0)
         return;
-    for (gint32 column = window->table.columns; column <= fields; column++) {
-        g_autofree gchar *title = vel_main_window_column_title(window, header_row, column);
-        vel_gui_table_add_column(&window->table, title, FIELD_COLUMN_WIDTH);
-    }
+    g_autoptr(GPtrArray) titles = g_ptr_array_new_with_free_func(g_free);
+    for (gint32 column = window->table.columns; column <= fields; column++)
+        g_ptr_array_add(titles, vel_main_window_column_title(window, header_row, column));
+    vel_gui_table_add_columns(&window->table, gint32(titles->len),
+                              reinterpret_cast<gchar **>(titles->pdata), FIELD_COLUMN_WIDTH);
 }
 
 void vel_main_window_stop_scanner(vel_main_window *window)

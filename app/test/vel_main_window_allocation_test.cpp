@@ -1,5 +1,5 @@
-// Painting a cell whose record is cached allocates nothing. The allocator's functions are replaced
-// by ones that count and hand over to the C library's own.
+// Painting a cell whose record is cached allocates nothing, nor does taking a position row over.
+// The allocator's functions are replaced by ones that count and hand over to the C library's own.
 #include "vel_viewer_fixture.h"
 
 #include <atomic>
@@ -87,4 +87,31 @@ TEST_F(VelMainWindowAllocation, CellsPastTheDataNeedNone)
     EXPECT_STREQ(vel_main_window_table_get_text(150, 1), "");
     EXPECT_STREQ(vel_main_window_table_get_text(G_MAXINT32, 1), "");
     EXPECT_EQ(allocations - before, 0);
+}
+
+/// A chunk as the scanner hands it over.
+static vel_table *make_chunk(gint32 first_group, gint32 rows)
+{
+    vel_table *const chunk = g_new(vel_table, 1);
+    vel_table_init(chunk);
+    for (const gchar *name : {"line", "block", "offset"})
+        vel_table_add_column(chunk, name, VEL_TABLE_COLUMN_TYPE_INT32);
+    vel_table_set_n(chunk, rows);
+    for (gint32 row = 0; row < rows; row++)
+        vel_table_set_int32(chunk, row, 0, 100 * (first_group + row));
+    return chunk;
+}
+
+TEST_F(VelMainWindowAllocation, PositionRowsAreTakenOverInBulk)
+{
+    constexpr gint32 CHUNKS = 200;
+    constexpr gint32 ROWS = 1001;
+    for (gint32 i = 0; i < CHUNKS; i++)
+        g_async_queue_push(window.chunk_queue, make_chunk(i * ROWS, ROWS));
+    const gint64 before = allocations;
+    vel_main_window_update(&window);
+    EXPECT_LE(allocations - before, 100) << "growing the table, the status text";
+    ASSERT_EQ(window.positions.n, CHUNKS * ROWS);
+    EXPECT_EQ(vel_table_find_int32(&window.positions, 0, 100 * 150000), 150000);
+    EXPECT_EQ(vel_table_find_int32(&window.positions, 0, 100 * 150000 + 1), -1);
 }

@@ -326,11 +326,10 @@ static void vel_csv_parser_mark_end(FILE *file)
     }
 }
 
-gint64 vel_csv_parser_get_file_size(vel_csv_parser *parser)
+// For a stream that is none of the system's own: the end tells the size.
+static gint64 vel_csv_parser_seek_file_size(vel_csv_parser *parser)
 {
     FILE *const file = parser->file;
-    if (file == nullptr)
-        return 0;
     const bool at_end = feof(file) != 0;
     const gint64 position = vel_utils_ftell(file);
     if (position < 0)
@@ -349,4 +348,12 @@ gint64 vel_csv_parser_get_file_size(vel_csv_parser *parser)
         return size;
     parser->place_lost = TRUE;
     return -1;
+}
+
+gint64 vel_csv_parser_get_file_size(vel_csv_parser *parser)
+{
+    if (parser->file == nullptr)
+        return 0;
+    const gint64 size = vel_utils_fsize(parser->file);
+    return size >= 0 ? size : vel_csv_parser_seek_file_size(parser);
 }

@@ -174,9 +174,10 @@ void vel_csv_parser_check_size(vel_csv_parser *parser, gint64 size, GError **err
 gint64 vel_csv_parser_get_file_position(vel_csv_parser *parser);
 
 /// Tells the size of the file in bytes as it is now. 0 without a file, -1 when the stream cannot
-/// tell. Seeks to the end and back, with the stream's end-of-file mark as it was: the reading goes
-/// on undisturbed, also after a way back that failed. Only when the whole file has been read and
-/// has grown since does the stream stay at its new end.
+/// tell. Asks the system, which costs no seek and no read. A stream that is none of a file on a
+/// disk is moved to its end and back, with its end-of-file mark as it was: the reading goes on
+/// undisturbed, also after a way back that failed; only when all of it has been read and it has
+/// grown since does it stay at its new end.
 gint64 vel_csv_parser_get_file_size(vel_csv_parser *parser);
 
 /// Reads one record; the position is the start of the next one afterwards.

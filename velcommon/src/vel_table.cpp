@@ -43,18 +43,23 @@ void vel_table_set_reserved(vel_table *t, gint32 reserved)
     vel_assert(reserved >= t->n);
     if (t->reserved == reserved)
         return;
-    const gsize used = vel_table_block_size(t, t->n);
-    const gsize size = vel_table_block_size(t, reserved);
-    // Large blocks are remapped rather than copied by most allocators.
-    t->rows = static_cast<guint8 *>(g_realloc(t->rows, size));
-    if (size > used)
-        std::memset(t->rows + used, 0, size - used);
+    // A large block comes from the system zeroed: its new rows cost nothing until they are used,
+    // whereas zeroing them behind a reallocation takes longer than copying the old ones.
+    auto *rows = static_cast<guint8 *>(g_malloc0(vel_table_block_size(t, reserved)));
+    if (t->n > 0 && rows != nullptr)
+        std::memcpy(rows, t->rows, vel_table_block_size(t, t->n));
+    g_free(t->rows);
+    t->rows = rows;
     t->reserved = reserved;
 }
 
 static void vel_table_shrink(vel_table *t, gint32 n)
 {
-    vel_table_remove_rows_from_indexes(t, n, t->n);
+    // Rows that wait are in no bucket; the order of what stays in each is the same without them.
+    if (t->n - n <= t->n_pending)
+        t->n_pending -= t->n - n;
+    else
+        vel_table_remove_rows_from_indexes(t, n, t->n);
     std::memset(vel_table_row(t, n), 0, vel_table_block_size(t, t->n - n));
     t->n = n;
 }
@@ -63,6 +68,7 @@ static void vel_table_grow(vel_table *t, gint32 n)
 {
     if (t->reserved < n)
         vel_table_set_reserved(t, n > G_MAXINT32 / 2 ? G_MAXINT32 : 2 * n);
+    vel_table_enter_pending_rows(t);
     const gint32 old_n = t->n;
     t->n = n;
     vel_table_add_rows_to_indexes(t, old_n, n);

@@ -56,6 +56,8 @@ typedef struct vel_table {
     gint32 strings_reserved; ///< Bytes the pool has room for.
     guint8 *probe;           ///< Owned; a row of zeros to look values up with, for wide rows.
     gint32 probe_size;       ///< Bytes of `probe`.
+    gboolean defers_indexes; ///< Appended copies enter the indexes when one is next used.
+    gint32 n_pending;        ///< Last rows that no index has yet, 0..n; 0 unless deferred.
 } vel_table;
 
 /// Makes an empty table: no columns, no rows, no indexes. Allocates nothing.
@@ -71,7 +73,7 @@ void vel_table_clear(vel_table *t);
 
 /// Gives the row block room for exactly `reserved` rows; never fewer than are in use.
 /// @param reserved  rows, t->n or more (assertion "reserved >= t->n")
-/// Costs a reallocation of the block. When memory is short, GLib's allocator ends the program.
+/// Costs a copy of the rows in use. When memory is short, GLib's allocator ends the program.
 void vel_table_set_reserved(vel_table *t, gint32 reserved);
 
 /// Changes the number of rows. New rows are zero and found in indexes by zero values; dropped rows
@@ -140,6 +142,14 @@ void vel_table_add_index(vel_table *t, gint32 column);
 /// @param columns    n_columns existing columns, copied; only the first is checked
 void vel_table_add_index_complex(vel_table *t, gint32 n_columns, const gint32 *columns);
 
+/// Lets the rows that vel_table_copy_rows() appends to a table of numbers wait outside the indexes
+/// until one is next used: by a look-up, a setter, or whatever else moves or adds rows. What
+/// look-ups find stays the same. For a table that grows by millions of rows whose indexes are
+/// rarely asked: a row in an index takes ten times the memory of a row of three numbers, and forty
+/// times the time to append. The waiting rows cost that time when they enter; dropping them with
+/// vel_table_set_n() before costs nothing. vel_table_clear() ends it.
+void vel_table_defer_indexes(vel_table *t);
+
 /// Finds an index by its columns, in whatever order.
 /// @param n_columns  1 or more (assertion "n_columns > 0")
 /// @param columns    n_columns columns (assertion "columns[0] >= 0 && columns[0] < t->n_columns")
@@ -153,9 +163,10 @@ gint32 vel_table_find_index(const vel_table *t, gint32 n_columns, const gint32 *
 /// @param value   the value; a text is borrowed and must not be null
 /// @return the row, or -1 when no row has the value. Of several rows usually the one that has had
 ///         the value longest.
-/// Costs one hash computation over the value and allocates nothing, with three exceptions: a key
-/// of many bytes, the first look-up in a table with rows of more than 100 value bytes, and a text
-/// for which the pool has no room: it lies there during the look-up (the room stays).
+/// Costs one hash computation over the value and allocates nothing, with four exceptions: a key
+/// of many bytes, the first look-up in a table with rows of more than 100 value bytes, a text for
+/// which the pool has no room: it lies there during the look-up (the room stays), and rows that
+/// wait since vel_table_defer_indexes().
 gint32 vel_table_find_int32(vel_table *t, gint32 column, gint32 value);
 gint32 vel_table_find_int64(vel_table *t, gint32 column, gint64 value);
 gint32 vel_table_find_double(vel_table *t, gint32 column, gdouble value);
@@ -184,7 +195,8 @@ void vel_table_delete_rows(vel_table *t, gint32 from, gint32 n);
 ///                    "vel_table_equals(t, from, false)", "t != from"); left as it is
 /// @param from_index  the first row to copy, 0..from->n
 /// @param n           rows, 0 or more; from_index + n must not pass from->n
-/// Makes room for exactly the rows it needs. Enters every row from index on anew in every index.
+/// Makes room for exactly the rows it needs. Enters every row from index on anew in every index,
+/// unless vel_table_defer_indexes() lets appended ones wait.
 void vel_table_copy_rows(vel_table *t, gint32 index, const vel_table *from, gint32 from_index,
                          gint32 n);
 

@@ -45,6 +45,7 @@ static guint8 *vel_table_wide_probe(vel_table *t)
 static gint32 vel_table_find_values(vel_table *t, const vel_table_index *ti,
                                     const vel_table_wanted *wanted, gint32 n_wanted)
 {
+    vel_table_enter_pending_rows(t);
     guint8 stack[VEL_TABLE_STACK_ROW_SIZE] = {};
     const bool is_wide = t->data_size > VEL_TABLE_STACK_ROW_SIZE;
     guint8 *image = is_wide ? vel_table_wide_probe(t) : stack;

@@ -151,8 +151,24 @@ static bool vel_table_index_contains(const vel_table_index *ti, gint32 column)
     return false;
 }
 
+void vel_table_defer_indexes(vel_table *t)
+{
+    t->defers_indexes = TRUE;
+}
+
+void vel_table_enter_pending_rows(vel_table *t)
+{
+    if (t->n_pending == 0)
+        return;
+    const gint32 from = t->n - t->n_pending;
+    t->n_pending = 0;
+    vel_table_add_rows_to_indexes(t, from, t->n);
+}
+
 void vel_table_remove_cell_from_indexes(vel_table *t, gint32 row, gint32 column)
 {
+    // Also for a column of no index: it may share bytes with one that has.
+    vel_table_enter_pending_rows(t);
     for (gint32 i = 0; i < t->n_indexes; i++)
         if (vel_table_index_contains(t->indexes[i], column))
             vel_table_index_remove_row(t->indexes[i], t, row);
@@ -167,6 +183,7 @@ void vel_table_add_cell_to_indexes(vel_table *t, gint32 row, gint32 column)
 
 void vel_table_remove_rows_from_indexes(vel_table *t, gint32 from, gint32 to)
 {
+    vel_table_enter_pending_rows(t);
     for (gint32 i = 0; i < t->n_indexes; i++)
         for (gint32 row = from; row < to; row++)
             vel_table_index_remove_row(t->indexes[i], t, row);
@@ -189,6 +206,7 @@ void vel_table_index_free(vel_table_index *ti)
 /// Appends an index on a copy of the columns and enters every row.
 static void vel_table_append_index(vel_table *t, gint32 n_columns, const gint32 *columns)
 {
+    vel_table_enter_pending_rows(t);
     vel_table_index *ti = g_new0(vel_table_index, 1);
     ti->n_columns = n_columns;
     ti->columns = g_new(gint32, n_columns);

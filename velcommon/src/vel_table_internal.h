@@ -79,5 +79,9 @@ void vel_table_add_cell_to_indexes(vel_table *t, gint32 row, gint32 column);
 void vel_table_remove_rows_from_indexes(vel_table *t, gint32 from, gint32 to);
 void vel_table_add_rows_to_indexes(vel_table *t, gint32 from, gint32 to);
 
+/// Enters the rows that wait outside the indexes, in row order. Whatever uses an index or changes
+/// rows calls it first, so that every bucket is as if they had never waited.
+void vel_table_enter_pending_rows(vel_table *t);
+
 /// Ends an index: its hash table, its columns, the record.
 void vel_table_index_free(vel_table_index *ti);

@@ -59,17 +59,23 @@ static void vel_table_copy_text(vel_table *t, gint32 row, const vel_table *from,
         vel_table_set_str(t, row, column, vel_table_get_str(from, from_row, column));
 }
 
+static bool vel_table_has_texts(const vel_table *t)
+{
+    for (gint32 column = 0; column < t->n_columns; column++)
+        if (t->columns[column].type == VEL_TABLE_COLUMN_TYPE_STR)
+            return true;
+    return false;
+}
+
 static void vel_table_copy_texts(vel_table *t, gint32 index, const vel_table *from,
                                  gint32 from_index, gint32 n)
 {
-    bool has_texts = false;
-    for (gint32 column = 0; column < t->n_columns; column++) {
-        if (t->columns[column].type == VEL_TABLE_COLUMN_TYPE_STR) {
+    if (!vel_table_has_texts(t))
+        return;
+    for (gint32 column = 0; column < t->n_columns; column++)
+        if (t->columns[column].type == VEL_TABLE_COLUMN_TYPE_STR)
             vel_table_clear_foreign_offsets(t, index, n, column);
-            has_texts = true;
-        }
-    }
-    for (gint32 i = 0; has_texts && i < n; i++)
+    for (gint32 i = 0; i < n; i++)
         for (gint32 column = 0; column < t->n_columns; column++)
             if (t->columns[column].type == VEL_TABLE_COLUMN_TYPE_STR)
                 vel_table_copy_text(t, index + i, from, from_index + i, column);
@@ -91,6 +97,12 @@ void vel_table_copy_rows(vel_table *t, gint32 index, const vel_table *from, gint
                 gint64{t->n} + n, G_MAXINT32);
     if (t->reserved < t->n + n)
         vel_table_set_reserved(t, t->n + n);
+    if (t->defers_indexes && t->n_indexes > 0 && index == t->n && !vel_table_has_texts(t)) {
+        vel_table_copy_row_bytes(t, index, from, from_index, n);
+        t->n += n;
+        t->n_pending += n;
+        return;
+    }
     vel_table_remove_rows_from_indexes(t, index, t->n);
     vel_table_copy_row_bytes(t, index, from, from_index, n);
     // The row count is still the old one here, which keeps new rows with texts below it.
@@ -191,6 +203,9 @@ void vel_table_dump(const vel_table *t, gboolean with_indexes)
         }
         std::printf("\n");
     }
+    // Rows that wait are part of the table: entering them changes nothing that can be told from it.
+    if (with_indexes)
+        vel_table_enter_pending_rows(const_cast<vel_table *>(t));
     for (gint32 i = 0; with_indexes && i < t->n_indexes; i++) {
         GHashTableIter iter;
         gpointer key = nullptr;

@@ -163,6 +163,15 @@ gint64 vel_utils_ftell(FILE *file)
     return _ftelli64(file);
 }
 
+gint64 vel_utils_fsize(FILE *file)
+{
+    const HANDLE handle = reinterpret_cast<HANDLE>(_get_osfhandle(_fileno(file)));
+    LARGE_INTEGER size;
+    if (GetFileType(handle) != FILE_TYPE_DISK || !GetFileSizeEx(handle, &size))
+        return -1;
+    return size.QuadPart;
+}
+
 #else
 
 #include <fcntl.h>
@@ -212,6 +221,15 @@ static gint vel_utils_stream_seek(FILE *file, gint64 offset, gint whence)
 gint64 vel_utils_ftell(FILE *file)
 {
     return ftello(file);
+}
+
+gint64 vel_utils_fsize(FILE *file)
+{
+    struct stat status;
+    const gint descriptor = fileno(file);
+    if (descriptor < 0 || fstat(descriptor, &status) != 0 || !S_ISREG(status.st_mode))
+        return -1;
+    return status.st_size;
 }
 
 #endif

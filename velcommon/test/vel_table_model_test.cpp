@@ -315,6 +315,8 @@ static void vel_model_step(VelModelRun *run, bool with_texts)
 static void vel_model_run(guint32 seed, bool with_texts)
 {
     VelModelRun run(seed);
+    if (seed % 2 == 1)
+        vel_table_defer_indexes(&run.table);
     vel_model_add_column(&run, with_texts);
     for (gint32 step = 0; step < 1500; step++) {
         SCOPED_TRACE("seed " + std::to_string(seed) + ", step " + std::to_string(step));

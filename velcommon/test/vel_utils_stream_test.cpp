@@ -474,6 +474,45 @@ TEST_F(VelUtilsStream, SeeksReadsAndTellsPast4GiB)
     EXPECT_EQ(read(100), "end");
 }
 
+TEST_F(VelUtilsStream, SizeIsToldWithoutMoving)
+{
+    make_file("short.csv", "0123456789");
+    open(path("short.csv"));
+    EXPECT_EQ(read(1), "0");
+    EXPECT_EQ(vel_utils_fsize(file), 10);
+    EXPECT_EQ(vel_utils_ftell(file), 1);
+    make_file("short.csv", "01");
+    EXPECT_EQ(vel_utils_fsize(file), 2);
+    make_file("short.csv", "0123456789abc");
+    read(100);
+    EXPECT_EQ(vel_utils_fsize(file), 13);
+    EXPECT_TRUE(feof(file));
+}
+
+TEST_F(VelUtilsStream, SizePast4GiBIsTold)
+{
+    make_huge_file("huge.csv");
+    open(path("huge.csv"));
+    EXPECT_EQ(vel_utils_fsize(file), 5 * GIB + 3);
+}
+
+#ifndef _WIN32
+
+TEST_F(VelUtilsStream, SizeOfWhatIsNoFileIsNotTold)
+{
+    int ends[2];
+    ASSERT_EQ(pipe(ends), 0);
+    file = fdopen(ends[0], "rb");
+    EXPECT_EQ(vel_utils_fsize(file), -1);
+    close(ends[1]);
+    char memory[] = "0123456789";
+    FILE *const other = fmemopen(memory, 10, "rb");
+    EXPECT_EQ(vel_utils_fsize(other), -1) << "a stream without a file";
+    fclose(other);
+}
+
+#endif
+
 TEST_F(VelUtilsStream, SeekClearsTheEndOfFileMark)
 {
     make_file("short.csv", "0123456789");

@@ -64,7 +64,8 @@ void vel_gui_table_done(vel_gui_table *table)
     DestroyWindow(table->window);
 }
 
-void vel_gui_table_add_column(vel_gui_table *table, const gchar *title, gint32 width)
+/// Gives the header an item for a further column; nothing else is brought up to date with it.
+static void vel_gui_table_insert_column(vel_gui_table *table, const gchar *title, gint32 width)
 {
     g_autofree wchar_t *text = vel_gui_to_utf_16(title);
     HDITEMW item = {};
@@ -76,9 +77,29 @@ void vel_gui_table_add_column(vel_gui_table *table, const gchar *title, gint32 w
     SendMessageW(table->header, HDM_INSERTITEMW, static_cast<WPARAM>(table->columns),
                  reinterpret_cast<LPARAM>(&item));
     table->columns++;
+}
+
+/// Brings everything that depends on the columns up to date.
+static void vel_gui_table_columns_changed(vel_gui_table *table)
+{
     vel_gui_table_update_horz_scrollbar(table);
     vel_gui_table_layout_header(table);
     InvalidateRect(table->window, nullptr, FALSE);
+}
+
+void vel_gui_table_add_column(vel_gui_table *table, const gchar *title, gint32 width)
+{
+    vel_gui_table_add_columns(table, 1, &title, width);
+}
+
+void vel_gui_table_add_columns(vel_gui_table *table, gint32 n, const gchar *const *titles,
+                               gint32 width)
+{
+    if (n <= 0)
+        return;
+    for (gint32 i = 0; i < n; i++)
+        vel_gui_table_insert_column(table, titles[i], width);
+    vel_gui_table_columns_changed(table);
 }
 
 void vel_gui_table_clear_columns(vel_gui_table *table)
@@ -89,9 +110,7 @@ void vel_gui_table_clear_columns(vel_gui_table *table)
         SendMessageW(table->header, HDM_DELETEITEM, static_cast<WPARAM>(left - 1), 0);
     if (table->selected_column >= 0)
         vel_gui_table_select(table, -1, -1);
-    vel_gui_table_update_horz_scrollbar(table);
-    vel_gui_table_layout_header(table);
-    InvalidateRect(table->window, nullptr, FALSE);
+    vel_gui_table_columns_changed(table);
 }
 
 void vel_gui_table_set_num_rows(vel_gui_table *table, gint32 rows)

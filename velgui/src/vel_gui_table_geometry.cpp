@@ -62,12 +62,19 @@ static gint32 vel_gui_table_ordered_column(const vel_gui_table *table, gint32 pl
         SendMessageW(table->header, HDM_ORDERTOINDEX, static_cast<WPARAM>(place), 0));
 }
 
+/// @return TRUE when the header begins with a column and the columns left of that come after the
+/// last one; new columns are put at the very end
+static bool vel_gui_table_header_begins_with(const vel_gui_table *table, gint32 first)
+{
+    const gint32 last = first > 0 ? first - 1 : table->columns - 1;
+    return vel_gui_table_ordered_column(table, 0) == first &&
+           vel_gui_table_ordered_column(table, table->columns - 1) == last;
+}
+
 /// Has the header begin with a column; those left of it come after the last one.
 static void vel_gui_table_order_header(const vel_gui_table *table, gint32 first)
 {
-    const gint32 last = first > 0 ? first - 1 : table->columns - 1;
-    if (vel_gui_table_ordered_column(table, 0) == first &&
-        vel_gui_table_ordered_column(table, table->columns - 1) == last)
+    if (vel_gui_table_header_begins_with(table, first))
         return;
     g_autofree gint32 *order = g_new(gint32, static_cast<gsize>(table->columns));
     for (gint32 place = 0; place < table->columns; place++)
@@ -83,6 +90,37 @@ static bool vel_gui_table_header_fits(const vel_gui_table *table)
     const RECT last =
         vel_gui_table_item_rect(table, vel_gui_table_ordered_column(table, table->columns - 1));
     return last.right - first.left <= vel_gui_table_window_extent_max;
+}
+
+/// @return the farthest column left of another one whose left edge is at most a distance away
+static gint32 vel_gui_table_column_before(const vel_gui_table *table, gint32 column,
+                                          gint32 distance)
+{
+    while (column > 0) {
+        const RECT item = vel_gui_table_item_rect(table, column - 1);
+        distance -= item.right - item.left;
+        if (distance < 0)
+            break;
+        column--;
+    }
+    return column;
+}
+
+/// Chooses the column that the header begins with. One that cannot slide far enough to the left for
+/// all columns begins somewhat left of the first visible one, and stays so as long as it reaches to
+/// the window's right edge: a new order costs as much as all the columns.
+static gint32 vel_gui_table_header_start(const vel_gui_table *table, gint32 position)
+{
+    if (vel_gui_table_header_fits(table))
+        return 0;
+    RECT client;
+    GetClientRect(table->window, &client);
+    const gint32 reach = MAX(vel_gui_table_window_extent_max - client.right, 0);
+    const gint32 start = vel_gui_table_ordered_column(table, 0);
+    if (start <= position && vel_gui_table_header_begins_with(table, start) &&
+        vel_gui_table_item_rect(table, position).left <= reach)
+        return start;
+    return vel_gui_table_column_before(table, position, reach / 2);
 }
 
 /// Moves the header unless it is there already: moving costs a repaint.
@@ -104,8 +142,7 @@ void vel_gui_table_layout_header(vel_gui_table *table)
     gint32 width = 0;
     if (table->columns >= 1) {
         const gint32 position = vel_gui_table_position(table, SB_HORZ);
-        // A header that cannot slide far enough to the left begins with the first visible column.
-        const gint32 first = vel_gui_table_header_fits(table) ? 0 : position;
+        const gint32 first = vel_gui_table_header_start(table, position);
         vel_gui_table_order_header(table, first);
         const LONG left = vel_gui_table_item_rect(table, first).left;
         x = left - vel_gui_table_item_rect(table, position).left;

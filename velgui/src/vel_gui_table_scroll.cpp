@@ -52,9 +52,11 @@ void vel_gui_table_update_horz_scrollbar(vel_gui_table *table)
     info.nMin = 0;
     info.nMax = table->columns - 1;
     info.nPage = 1;
-    // The second column makes the bar appear. For further ones one drawing of it at the end will
-    // do: thousands may be added at once, and drawing a bar takes longer than all else of it.
-    const bool at_once = table->columns <= 2;
+    // A bar comes and goes at once. When it is there, one drawing of it at the end will do:
+    // thousands of columns may be added one by one, and drawing a bar takes longer than all else of
+    // it.
+    const bool is_shown = (GetWindowLongW(table->window, GWL_STYLE) & WS_HSCROLL) != 0;
+    const bool at_once = table->columns <= 1 || !is_shown;
     SetScrollInfo(table->window, SB_HORZ, &info, at_once);
     if (!at_once)
         vel_gui_table_invalidate_horz_scrollbar(table);

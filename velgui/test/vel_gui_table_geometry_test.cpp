@@ -39,6 +39,15 @@ void setColumnWidth(const vel_gui_table &table, gint32 column, int width)
     vel_test_pump();
 }
 
+int orders_set;
+
+LRESULT CALLBACK countOrders(HWND window, UINT message, WPARAM wparam, LPARAM lparam, UINT_PTR,
+                             DWORD_PTR)
+{
+    orders_set += message == HDM_SETORDERARRAY;
+    return DefSubclassProc(window, message, wparam, lparam);
+}
+
 } // namespace
 
 TEST_F(VelGuiTableGeometry, WithoutRowsTheVerticalRangeIsEmpty)
@@ -349,8 +358,49 @@ TEST_F(VelGuiTableManyColumns, TheTitleAboveEachVisibleColumnIsItsOwn)
 TEST_F(VelGuiTableManyColumns, TheHeaderEndsWithTheLastColumn)
 {
     vel_gui_table_set_origin(&table, 0, 1998);
-    EXPECT_EQ(headerRect().left, 0);
+    EXPECT_LE(headerRect().left, 0);
     EXPECT_EQ(headerRect().right, 180);
+}
+
+TEST_F(VelGuiTableManyColumns, TheHeaderCoversTheWholeWindowWhereverItIsScrolled)
+{
+    for (gint32 first = 0; first < 1990; first += 7) {
+        vel_gui_table_set_origin(&table, 0, first);
+        const RECT header = headerRect();
+        ASSERT_LE(header.left, 0) << "at column " << first;
+        ASSERT_GE(header.right, client().right) << "at column " << first;
+        ASSERT_EQ(headerItemAt(45), first);
+        ASSERT_EQ(headerItemAt(client().right - 1), first + (client().right - 1) / 90);
+    }
+}
+
+TEST_F(VelGuiTableManyColumns, AStepToTheSideMostlyKeepsTheHeadersOrder)
+{
+    SetWindowSubclass(table.header, countOrders, 1, 0);
+    vel_gui_table_set_origin(&table, 0, 1000);
+    orders_set = 0;
+    for (int step = 0; step < 150; step++)
+        SendMessageW(table.window, WM_HSCROLL, SB_LINERIGHT, 0);
+    for (int step = 0; step < 300; step++)
+        SendMessageW(table.window, WM_HSCROLL, SB_LINELEFT, 0);
+    EXPECT_EQ(firstColumn(), 850);
+    EXPECT_EQ(orders_set, 0);
+    for (int step = 0; step < 500; step++)
+        SendMessageW(table.window, WM_HSCROLL, SB_LINELEFT, 0);
+    EXPECT_EQ(firstColumn(), 350);
+    EXPECT_GE(orders_set, 1);
+    EXPECT_LE(orders_set, 4);
+    EXPECT_EQ(headerItemAt(45), 350);
+    RemoveWindowSubclass(table.header, countOrders, 1);
+}
+
+TEST_F(VelGuiTableManyColumns, WidenedColumnsLeftOfTheViewLeaveTheHeaderOverTheCells)
+{
+    vel_gui_table_set_origin(&table, 0, 1000);
+    for (gint32 column = 900; column < 1000; column++)
+        setColumnWidth(table, column, 700);
+    EXPECT_EQ(headerItemAt(45), 1000);
+    EXPECT_EQ(headerItemAt(client().right - 1), 1000 + (client().right - 1) / 90);
 }
 
 TEST_F(VelGuiTableManyColumns, VisibleColumnsAreRightAtTheFarEnd)

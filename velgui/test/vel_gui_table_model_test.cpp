@@ -145,6 +145,76 @@ TEST_F(VelGuiTableModel, TheHorizontalBarShowsAddedColumns)
 namespace
 {
 
+int layouts_asked;
+
+LRESULT CALLBACK countLayouts(HWND window, UINT message, WPARAM wparam, LPARAM lparam, UINT_PTR,
+                              DWORD_PTR)
+{
+    layouts_asked += message == HDM_LAYOUT;
+    return DefSubclassProc(window, message, wparam, lparam);
+}
+
+} // namespace
+
+TEST_F(VelGuiTableModel, ColumnsAddedTogetherAreAsThoseAddedOneByOne)
+{
+    vel_gui_table_add_column(&table, "A", 120);
+    const gchar *const titles[] = {"B", "\xC3\x9F", ""};
+    vel_gui_table_add_columns(&table, 3, titles, 30);
+    EXPECT_EQ(table.columns, 4);
+    ASSERT_EQ(headerItems(table), 4);
+    EXPECT_EQ(columnTitle(table, 0), "A");
+    EXPECT_EQ(columnTitle(table, 1), "B");
+    EXPECT_EQ(columnTitle(table, 2), "\xC3\x9F");
+    EXPECT_EQ(columnTitle(table, 3), "");
+    const RECT last = vel_gui_table_item_rect(&table, 3);
+    EXPECT_EQ(last.left, 180);
+    EXPECT_EQ(last.right, 210);
+    EXPECT_EQ(scrollInfo(SB_HORZ).nMax, 3);
+    EXPECT_EQ(headerRect().right, 210);
+    const RECT update = updateRect();
+    const RECT all = client();
+    EXPECT_TRUE(EqualRect(&update, &all));
+}
+
+TEST_F(VelGuiTableModel, ColumnsAddedTogetherMakeTheHorizontalBarAppear)
+{
+    const gchar *const titles[] = {"A", "B", "C"};
+    vel_gui_table_add_columns(&table, 1, titles, 100);
+    const LONG before = client().bottom;
+    vel_gui_table_add_columns(&table, 2, titles + 1, 100);
+    EXPECT_EQ(before - client().bottom, GetSystemMetrics(SM_CYHSCROLL));
+    vel_test_pump();
+    const RECT area = client();
+    const RECT bar = {0, area.bottom, area.right, area.bottom + GetSystemMetrics(SM_CYHSCROLL)};
+    const VelPixels shown = vel_test_screen_pixels(table.window, bar);
+    RedrawWindow(table.window, nullptr, nullptr, RDW_INVALIDATE | RDW_FRAME | RDW_UPDATENOW);
+    EXPECT_TRUE(vel_test_screen_pixels(table.window, bar) == shown);
+}
+
+TEST_F(VelGuiTableModel, ColumnsAddedTogetherPlaceTheHeaderOnce)
+{
+    const std::vector<const gchar *> titles(1000, "Column");
+    SetWindowSubclass(table.header, countLayouts, 1, 0);
+    layouts_asked = 0;
+    vel_gui_table_add_columns(&table, 1000, titles.data(), 100);
+    EXPECT_GE(layouts_asked, 1);
+    EXPECT_LE(layouts_asked, 3) << "the bar that appears changes the size of the client area";
+    RemoveWindowSubclass(table.header, countLayouts, 1);
+}
+
+TEST_F(VelGuiTableModel, AddingNoColumnsChangesNothing)
+{
+    fill(10, 3);
+    vel_gui_table_add_columns(&table, 0, nullptr, 100);
+    EXPECT_EQ(table.columns, 3);
+    const RECT update = updateRect();
+    EXPECT_TRUE(IsRectEmpty(&update));
+}
+
+namespace
+{
+
 SCROLLINFO bar_set;
 
 int WINAPI recordBar(HWND, int bar, LPCSCROLLINFO info, BOOL)
@@ -330,9 +400,9 @@ TEST_F(VelGuiTableModel, ATitleOfAMegabyteIsDrawnInReasonableTime)
 
 TEST_F(VelGuiTableModel, NineThousandColumnsAreAddedInReasonableTime)
 {
+    const std::vector<const gchar *> titles(9000, "Column");
     const DWORD start = GetTickCount();
-    for (gint32 column = 0; column < 9000; column++)
-        vel_gui_table_add_column(&table, "Column", 100);
+    vel_gui_table_add_columns(&table, 9000, titles.data(), 100);
     const DWORD added = GetTickCount();
     vel_gui_table_clear_columns(&table);
     const DWORD cleared = GetTickCount();

@@ -72,15 +72,14 @@ protected:
 
     void fill(gint32 rows, gint32 columns, gint32 width = 100)
     {
-        // Moving a header on the screen takes long when it is done thousands of times.
-        ShowWindow(table.window, columns > 100 ? SW_HIDE : SW_SHOWNA);
-        for (gint32 column = 0; column < columns; column++) {
-            gchar title[16];
-            g_snprintf(title, sizeof title, "C%d", column);
-            vel_gui_table_add_column(&table, title, width);
-        }
+        std::vector<std::string> titles;
+        std::vector<const gchar *> texts;
+        for (gint32 column = 0; column < columns; column++)
+            titles.push_back("C" + std::to_string(column));
+        for (const std::string &title : titles)
+            texts.push_back(title.c_str());
+        vel_gui_table_add_columns(&table, columns, texts.data(), width);
         vel_gui_table_set_num_rows(&table, rows);
-        ShowWindow(table.window, SW_SHOWNA);
         vel_test_pump();
         vel_test_cells.asked.clear();
     }

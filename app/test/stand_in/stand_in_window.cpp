@@ -179,6 +179,13 @@ void vel_gui_table_add_column(vel_gui_table *table, const gchar *title, gint32 w
     table->columns++;
 }
 
+void vel_gui_table_add_columns(vel_gui_table *table, gint32 n, const gchar *const *titles,
+                               gint32 width)
+{
+    for (gint32 i = 0; i < n; i++)
+        vel_gui_table_add_column(table, titles[i], width);
+}
+
 void vel_gui_table_clear_columns(vel_gui_table *table)
 {
     stand_in.columns.clear();
