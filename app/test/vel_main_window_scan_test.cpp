@@ -45,6 +45,14 @@ protected:
             contents += "record " + std::to_string(i) + ",12345\n";
         return makeFile("large.csv", contents + end);
     }
+
+    // Without a pause: the whole scan takes no longer than one.
+    void waitScanning() const
+    {
+        for (const ULONGLONG start = GetTickCount64();
+             window->scan_state.load() == 0 && GetTickCount64() - start < VEL_TEST_TIMEOUT_MS;)
+            Sleep(0);
+    }
 };
 
 using VelMainWindowScanDeathTest = VelMainWindowScan;
@@ -106,10 +114,7 @@ TEST_F(VelMainWindowScan, TheTimerShowsTheFileWithoutFurtherAsking)
 TEST_F(VelMainWindowScan, TheStatusSaysCountingUntilTheTickAfterTheEnd)
 {
     ASSERT_EQ(open(makeLargeFile(LARGE)), "");
-    // Without a pause: the whole scan takes no longer than one.
-    for (const ULONGLONG start = GetTickCount64();
-         window->scan_state.load() == 0 && GetTickCount64() - start < VEL_TEST_TIMEOUT_MS;)
-        Sleep(0);
+    waitScanning();
     vel_main_window_update(window);
     ASSERT_NE(window->scanner_done.load(), 1) << "the file is too small for this test";
     const std::string counting = status();
@@ -154,7 +159,7 @@ TEST_F(VelMainWindowScan, TheLastRecordOfALargeFileIsShown)
 TEST_F(VelMainWindowScan, ClosingALargeFileWhileItIsScannedIsPrompt)
 {
     ASSERT_EQ(open(makeLargeFile(LARGE)), "");
-    g_usleep(50000);
+    waitScanning();
     ASSERT_NE(window->scanner_done.load(), 1) << "the file is too small for this test";
     const ULONGLONG start = GetTickCount64();
     vel_main_window_close_file(window);
