@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
-# deps/install.sh [run|test|fuzz|coverage]: installs the Debian packages that are missing, for running the program (./run),
-# for all tests (./test), for fuzzing (./fuzz) or for measuring what the tests run (./coverage). Says what and why first;
-# uses sudo when not root; does nothing when all are there.
+# deps/install.sh [run|test|fuzz|coverage|bench|bench-native]: installs the Debian packages that are missing, for running
+# the program (./run), for all tests (./test), for fuzzing (./fuzz), for measuring what the tests run (./coverage) or how
+# fast the program is (./bench). Says what and why first; uses sudo when not root; does nothing when all are there.
 set -euo pipefail
 root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 . "$root/tools/lib.sh"
@@ -41,6 +41,18 @@ the native libraries: g++ libglib2.0-dev libsqlite3-dev libgtest-dev
 the compiler that counts and what reads its counters: clang-14 libclang-rt-14-dev llvm-14
 the report: python3
 LIST
+}
+
+install_packages_to_bench-native() {
+    cat <<'LIST'
+the build: cmake ninja-build pkgconf
+the native libraries: g++ libglib2.0-dev libsqlite3-dev libgtest-dev
+LIST
+}
+
+install_packages_to_bench() {
+    install_packages_to_run
+    install_packages_to_bench-native
 }
 
 install_is_there() {
@@ -87,6 +99,7 @@ install_all() {
 }
 
 purpose_wanted=${1:-test}
-[[ $purpose_wanted == @(run|test|fuzz|coverage) ]] || quorlen_fail "usage: deps/install.sh [run|test|fuzz|coverage]"
+[[ $purpose_wanted == @(run|test|fuzz|coverage|bench|bench-native) ]] ||
+    quorlen_fail "usage: deps/install.sh [run|test|fuzz|coverage|bench|bench-native]"
 install_find_missing
 ((${#missing[@]} == 0)) || install_all

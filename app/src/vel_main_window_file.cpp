@@ -202,19 +202,33 @@ static gboolean vel_main_window_is_publish_due(gint32 records, const vel_table *
     return chunk->n > CHUNK_ROWS || records == 100 || records == 1000 || records == 10000;
 }
 
-/// Reads one record for the scan.
-/// @return its number of fields; 0 at the end of the file and with an error
-static gint32 vel_main_window_scan_record(vel_csv_parser *parser, gint32 records, GError **error)
+/// How many records the scan may count before it has to look up: to the next place to remember, or
+/// only the next one when the chunk is full or the scan is to stop.
+static gint32 vel_main_window_scan_step(const vel_main_window *window, gint32 records,
+                                        const vel_table *chunk)
 {
-    GError *failure = nullptr;
-    const gint32 fields = vel_csv_parser_read_record(parser, nullptr, &failure);
-    if (failure == nullptr && fields > 0 && records == G_MAXINT32)
-        g_set_error(&failure, G_IO_ERROR, G_IO_ERROR_FAILED,
+    if (chunk->n > CHUNK_ROWS || records == G_MAXINT32 ||
+        window->stop_scanning.load(std::memory_order_relaxed) != 0)
+        return 1;
+    return std::min(VEL_MAIN_WINDOW_GROUP_SIZE - records % VEL_MAIN_WINDOW_GROUP_SIZE,
+                    G_MAXINT32 - records);
+}
+
+/// Counts records for the scan.
+/// @return whether all that were wanted are there; FALSE at the end of the file and with an error
+static gboolean vel_main_window_scan_records(vel_csv_parser *parser, gint32 wanted,
+                                             scan_totals *totals, GError **error)
+{
+    gint32 max_fields = 0;
+    const gint32 records = vel_csv_parser_skip_records(parser, wanted, &max_fields, error);
+    if (records > 0 && totals->records == G_MAXINT32) {
+        g_set_error(error, G_IO_ERROR, G_IO_ERROR_FAILED,
                     "The file has more than %d records, the most that can be shown", G_MAXINT32);
-    if (failure == nullptr)
-        return fields;
-    g_propagate_error(error, failure);
-    return 0;
+        return FALSE;
+    }
+    totals->records += records;
+    totals->max_fields = std::max(totals->max_fields, max_fields);
+    return records == wanted;
 }
 
 void vel_main_window_scan(vel_main_window *window, vel_csv_parser *parser, scan_totals totals,
@@ -224,11 +238,9 @@ void vel_main_window_scan(vel_main_window *window, vel_csv_parser *parser, scan_
     for (;;) {
         if (totals.records % VEL_MAIN_WINDOW_GROUP_SIZE == 0)
             vel_main_window_append_position(chunk, totals.records, parser);
-        const gint32 fields = vel_main_window_scan_record(parser, totals.records, error);
-        if (fields == 0)
+        const gint32 wanted = vel_main_window_scan_step(window, totals.records, chunk);
+        if (!vel_main_window_scan_records(parser, wanted, &totals, error))
             break;
-        totals.max_fields = std::max(totals.max_fields, fields);
-        totals.records++;
         if (window->stop_scanning.load(std::memory_order_relaxed) != 0)
             break;
         if (vel_main_window_is_publish_due(totals.records, chunk)) {

@@ -30,10 +30,9 @@ void vel_main_window_position_search(vel_main_window *window, gint32 record, GEr
     vel_csv_parser *const parser = &window->search_parser;
     GError *failure = nullptr;
     vel_main_window_go_to_group(window, parser, group, &failure);
-    for (gint32 i = group * VEL_MAIN_WINDOW_GROUP_SIZE; failure == nullptr && i < record; i++) {
-        if (vel_csv_parser_read_record(parser, nullptr, &failure) == 0)
-            break;
-    }
+    if (failure == nullptr)
+        vel_csv_parser_skip_records(parser, record - group * VEL_MAIN_WINDOW_GROUP_SIZE, nullptr,
+                                    &failure);
     vel_csv_parser_check_size(parser, window->seen_size.load(std::memory_order_relaxed), &failure);
     if (failure != nullptr)
         g_propagate_error(error, failure);

@@ -44,6 +44,13 @@ bool vel_csv_parser_needs_block(const vel_csv_parser *parser);
 /// reading failed is read once more instead.
 void vel_csv_parser_next_block(vel_csv_parser *parser, GError **error);
 
+/// The byte at the position, with the next block brought in at a block's end; 0 at the end of the
+/// data, and on failure, which a raised stop flag is, too.
+gchar vel_csv_parser_peek(vel_csv_parser *parser, GError **error);
+
+/// The data ended inside quotes.
+void vel_csv_parser_set_unclosed(GError **error);
+
 /// A field being read. With `keep` its bytes are either a piece of the block (`piece` set) or in
 /// the parser's `field`.
 typedef struct vel_csv_parser_part {

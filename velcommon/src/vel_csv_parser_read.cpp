@@ -17,9 +17,7 @@
 
 static constexpr gchar VEL_CSV_PARSER_QUOTE = '"';
 
-// The byte at the position, with the next block brought in at a block's end; 0 at the end of the
-// data, and on failure.
-static gchar vel_csv_parser_peek(vel_csv_parser *parser, GError **error)
+gchar vel_csv_parser_peek(vel_csv_parser *parser, GError **error)
 {
     if (vel_csv_parser_needs_block(parser)) {
         vel_csv_parser_next_block(parser, error);
@@ -31,6 +29,12 @@ static gchar vel_csv_parser_peek(vel_csv_parser *parser, GError **error)
         }
     }
     return *parser->pos;
+}
+
+void vel_csv_parser_set_unclosed(GError **error)
+{
+    g_set_error_literal(error, VEL_CSV_PARSER_QUARK, VEL_CSV_PARSER_ERROR_UNCLOSED,
+                        "Unclosed quoted value");
 }
 
 // The next quote byte of the block. A zero byte before it hides it: the answer is then the end of
@@ -93,8 +97,7 @@ static bool vel_csv_parser_quoted_step(vel_csv_parser_part *part)
     if (vel_csv_parser_failed(part->error))
         return false;
     if (byte == '\0') {
-        g_set_error_literal(part->error, VEL_CSV_PARSER_QUARK, VEL_CSV_PARSER_ERROR_UNCLOSED,
-                            "Unclosed quoted value");
+        vel_csv_parser_set_unclosed(part->error);
         return false;
     }
     parser->pos++;

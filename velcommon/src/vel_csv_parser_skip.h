@@ -1,0 +1,72 @@
+// Skipping records: what the sources of vel_csv_parser_skip_records() share. Nobody else includes
+// this.
+//
+// The block is taken in groups of 256 bytes. Of each group the kernel of an instruction set makes
+// one bit per byte and kind of byte (separator, quote, line feed, carriage return), finds which
+// bytes are inside quotes by a prefix sum of the quotes modulo 2, and has with that every end of a
+// field and of a record in a few dozen instructions, without a branch per byte.
+//
+// That is exact as long as quotes are regular, which the kernel checks on the same bits:
+//  - an opening quote follows a separator, the end of a line, the start of a record, or the quote
+//    that seemed to close the field; then the two stand for one quote inside of it,
+//  - what follows a closing quote is a separator, the end of a line, or another quote.
+// A group with any other quote, or with a zero byte, is given back untouched, and the exact
+// reader in vel_csv_parser_skip.cpp goes through it byte by byte. So it does with whatever is left
+// of a block that does not fill a group, and with everything that happens between two blocks.
+#pragma once
+
+#include <glib.h>
+
+/// Bytes that a kernel takes at a time.
+static constexpr gsize VEL_CSV_PARSER_GROUP = 256;
+
+/// Words of 64 bits, one bit per byte, in a group.
+static constexpr gsize VEL_CSV_PARSER_GROUP_WORDS = VEL_CSV_PARSER_GROUP / 64;
+
+/// Where inside a record a position is.
+typedef enum vel_csv_parser_place {
+    VEL_CSV_PARSER_PLACE_START,    ///< In front of a field.
+    VEL_CSV_PARSER_PLACE_UNQUOTED, ///< In a field without quotes.
+    VEL_CSV_PARSER_PLACE_QUOTED,   ///< Inside quotes.
+    VEL_CSV_PARSER_PLACE_QUOTE,    ///< Behind a quote that ends the field, unless one follows.
+    VEL_CSV_PARSER_PLACE_RETURN,   ///< Behind a carriage return that ended a record.
+    // Only between two blocks of which the first has no text although the file goes on, as shift
+    // sequences of some encodings make it.
+    VEL_CSV_PARSER_PLACE_BARE,    ///< In a field without quotes, of which no byte was there yet.
+    VEL_CSV_PARSER_PLACE_OVER,    ///< Behind a field.
+    VEL_CSV_PARSER_PLACE_NOTHING, ///< Behind a field that is a record's only one and has no bytes.
+} vel_csv_parser_place;
+
+/// A walk over records. Counts are of what lies in front of `pos`.
+typedef struct vel_csv_parser_skip {
+    const guint8 *block; ///< First byte of the block; groups begin at multiples from here.
+    const guint8 *pos;   ///< Next byte.
+    const guint8 *end;   ///< Behind the last byte of the block.
+    guint8 separator;    ///< ASCII, none of the other bytes that matter.
+    vel_csv_parser_place place;
+    gint64 wanted;       ///< Records that are still to be skipped.
+    gint64 fields;       ///< Fields of the present record that are over.
+    gint64 fields_limit; ///< A record of more fields than this is left to the exact reader.
+    gint64 max_fields;   ///< Fields of the largest record that is over.
+} vel_csv_parser_skip;
+
+/// Walks over whole groups, at most to the last whole one of the block. Ends there, behind the last
+/// wanted record (between the bytes of a CR LF that ends it), or in front of a group that it
+/// leaves to the exact reader.
+typedef void vel_csv_parser_skip_kernel(vel_csv_parser_skip *skip);
+
+vel_csv_parser_skip_kernel vel_csv_parser_skip_portable;
+#ifdef __x86_64__
+vel_csv_parser_skip_kernel vel_csv_parser_skip_sse2;
+vel_csv_parser_skip_kernel vel_csv_parser_skip_avx2;
+#endif
+
+/// The kernel of the best instruction set that the processor has; or of the one that the
+/// environment variable VEL_SIMD names, as vel_csv_parser_skip_use() does, for measurements. Any
+/// thread.
+vel_csv_parser_skip_kernel *vel_csv_parser_skip_choose(void);
+
+/// Makes vel_csv_parser_skip_choose() choose a certain instruction set, for tests.
+/// @param name  "portable", "sse2" or "avx2"; null for the best
+/// @return FALSE when this processor does not have it; the choice stays then. Any thread.
+gboolean vel_csv_parser_skip_use(const gchar *name);

@@ -1,0 +1,208 @@
+// Skipping against reading, on texts in memory: every short text at the places of a group of bytes
+// where something could be forgotten, and random texts of every kind.
+#include "vel_csv_parser_skip_test_util.h"
+
+#include <functional>
+#include <random>
+
+namespace
+{
+
+// Every text up to a length over some bytes.
+void for_each_text(const std::string &bytes, size_t max_length,
+                   const std::function<void(const std::string &)> &visit)
+{
+    for (size_t length = 0; length <= max_length; length++) {
+        std::vector<size_t> digits(length, 0);
+        while (!testing::Test::HasFatalFailure()) {
+            std::string text;
+            for (const size_t digit : digits)
+                text += bytes[digit];
+            visit(text);
+            size_t place = 0;
+            while (place < length && ++digits[place] == bytes.size())
+                digits[place++] = 0;
+            if (place == length)
+                break;
+        }
+    }
+}
+
+struct VelCsvParserSkip : testing::TestWithParam<const char *> {
+    CsvReader read_reader;
+    CsvReader skip_reader;
+
+    void SetUp() override
+    {
+        ASSERT_TRUE(vel_csv_parser_skip_use(GetParam()));
+    }
+    void TearDown() override
+    {
+        vel_csv_parser_skip_use(nullptr);
+    }
+    void compare(const std::string &text, gint32 n)
+    {
+        read_reader.set_text(text);
+        skip_reader.set_text(text);
+        csv_compare_skipping(read_reader, skip_reader, n, csv_shown(text));
+    }
+};
+
+std::string pick(std::mt19937 &random, const std::vector<std::string> &pieces)
+{
+    return pieces[random() % pieces.size()];
+}
+
+// Some kind of text: its pieces, which one after the other make it.
+struct Kind {
+    const char *name;
+    std::vector<std::string> pieces;
+};
+
+const std::vector<Kind> KINDS = {
+    {"lines", {"a", "bc", "def", ",", ",", "\n"}},
+    {"two columns", {"1,2\n", "33,4\n", "5,678\n", "9,10\n"}},
+    {"two columns, sometimes more",
+     {"1,2\n", "33,4\n", "5,678\n", "9,10,11\n", "x\n", "1,2,3,4\n"}},
+    {"three columns", {"1,2,3\n", ",,\n", "a,b,c\n", "x,y\n", "z\n"}},
+    {"separators only", {",", ",,", ",,,", ",,,,,,,\n"}},
+    {"lines only", {"\n", "\n\n", "\n\n\n"}},
+    {"carriage returns", {"a", ",", "\r\n", "\r", "\n", "bcd"}},
+    {"lines of Windows", {"abc,def\r\n", "1,2,3\r\n", "x\r\n"}},
+    {"quotes as they should be",
+     {"\"a\",", "\"b,c\",", "\"\"\"d\"\"\"\n", "\"\",", "e,", "\"f\ng\"\n", "\"\"\n"}},
+    {"quotes and carriage returns",
+     {"\"a\rb\",", "\"c\r\nd\"\r\n", "\"\r\"\r", "\"\n\"\n", "e\r\n"}},
+    {"quotes anywhere", {"\"", "\"", "a", "b", ",", "\n", "\r"}},
+    {"few quotes anywhere", {"abcdef,", "ghijk,", "lmnopqrstu\n", "\"", "vw,xy\r\n"}},
+    {"zeros in quotes", {"\"a\",", "b,", "\n", "\"c", "d\",", std::string(1, '\0')}},
+    {"long quoted fields",
+     {"\"" + std::string(300, 'q') + "\",", "\"" + std::string(700, '\n') + "\"\n", "a,"}},
+    {"wide records",
+     {std::string(200, ','), std::string(90, 'x') + ",", "\n", std::string(300, 'y')}},
+    {"bytes beyond ASCII", {"\xc3\xa4", "\xe4\xb8\xad,", "\xf0\x9f\x98\x80\n", "\xff", "\x80,"}},
+};
+
+std::string random_text(std::mt19937 &random, const Kind &kind, size_t length)
+{
+    std::string text;
+    while (text.size() < length)
+        text += pick(random, kind.pieces);
+    return text;
+}
+
+} // namespace
+
+INSTANTIATE_TEST_SUITE_P(InstructionSets, VelCsvParserSkip,
+                         testing::ValuesIn(csv_instruction_sets()),
+                         [](const auto &set) { return std::string(set.param); });
+
+TEST_P(VelCsvParserSkip, EveryShortTextByItself)
+{
+    for_each_text("a,\"\n\r", 6, [&](const std::string &text) { compare(text, 3); });
+}
+
+TEST_P(VelCsvParserSkip, EveryShortTextWhereGroupsAndWordsMeet)
+{
+    for (const size_t start : {0U, 61U, 64U, 253U, 256U}) {
+        for (const std::string filler : {"z", "\n", ","}) {
+            std::string before;
+            while (before.size() < start)
+                before += filler;
+            const std::string after = "x,y\n" + std::string(600, 'z');
+            for_each_text("a,\"\n\r", 4, [&](const std::string &text) {
+                compare(before + text + after, 1);
+                compare(before + text + after, 100000);
+            });
+        }
+    }
+}
+
+TEST_P(VelCsvParserSkip, RandomTextsOfEveryKind)
+{
+    std::mt19937 random(20261121);
+    for (const Kind &kind : KINDS) {
+        for (int round = 0; round < 60; round++) {
+            const std::string text = random_text(random, kind, 1 + random() % 3000);
+            for (const gint32 n : {1, 2, 7, 100, G_MAXINT32})
+                compare(text, n);
+            ASSERT_FALSE(HasFatalFailure()) << kind.name;
+        }
+    }
+}
+
+TEST_P(VelCsvParserSkip, RandomMixturesOfKinds)
+{
+    std::mt19937 random(20261122);
+    for (int round = 0; round < 400; round++) {
+        std::string text;
+        while (text.size() < 4000)
+            text += random_text(random, KINDS[random() % KINDS.size()], random() % 1200);
+        std::replace(text.begin(), text.end(), '\0', 'n');
+        compare(text, 1 + static_cast<gint32>(random() % 300));
+        ASSERT_FALSE(HasFatalFailure());
+    }
+}
+
+TEST_P(VelCsvParserSkip, EverySeparator)
+{
+    std::mt19937 random(20261123);
+    for (int separator = 1; separator < 256; separator++) {
+        std::string text;
+        while (text.size() < 900)
+            text += pick(random, {"a", "\"b\"", std::string(1, static_cast<char>(separator)),
+                                  std::string(1, static_cast<char>(separator)), "\n", "cde"});
+        vel_csv_parser_set_separator(&read_reader.parser, static_cast<gchar>(separator));
+        vel_csv_parser_set_separator(&skip_reader.parser, static_cast<gchar>(separator));
+        compare(text, 5);
+        ASSERT_FALSE(HasFatalFailure()) << separator;
+    }
+}
+
+TEST_P(VelCsvParserSkip, SkipsAndReadsTakeTurns)
+{
+    std::mt19937 random(20261124);
+    for (int round = 0; round < 200; round++) {
+        const std::string text = random_text(random, KINDS[random() % KINDS.size()], 3000);
+        read_reader.set_text(text);
+        skip_reader.set_text(text);
+        for (gint32 n = 1; n > 0;) {
+            n = static_cast<gint32>(random() % 20);
+            const CsvSkipped expected = csv_read_records(read_reader, n);
+            ASSERT_EQ(csv_skip_records(skip_reader, n), expected) << csv_shown(text);
+            const CsvRecord record = read_reader.read();
+            ASSERT_EQ(skip_reader.read(), record) << csv_shown(text);
+            if (read_reader.count == 0 || read_reader.error != nullptr)
+                break;
+            n = 1;
+        }
+        g_clear_error(&read_reader.error);
+        g_clear_error(&skip_reader.error);
+    }
+}
+
+TEST_P(VelCsvParserSkip, NothingIsSkippedWhenNothingIsWanted)
+{
+    skip_reader.set_text("a,b\nc,d,e\n");
+    EXPECT_EQ(csv_skip_records(skip_reader, 0), (CsvSkipped{}));
+    EXPECT_EQ(csv_skip_records(skip_reader, -1), (CsvSkipped{}));
+    EXPECT_EQ(csv_skip_records(skip_reader, 9), (CsvSkipped{2, 3, 0, 10, ""}));
+}
+
+TEST_P(VelCsvParserSkip, AnErrorThatIsSetAlreadyStopsEverything)
+{
+    skip_reader.set_text("a,b\n");
+    g_set_error_literal(&skip_reader.error, VEL_CSV_PARSER_QUARK, 7, "before");
+    gint32 max_fields = 9;
+    EXPECT_EQ(vel_csv_parser_skip_records(&skip_reader.parser, 1, &max_fields, &skip_reader.error),
+              0);
+    EXPECT_EQ(max_fields, 0);
+    EXPECT_STREQ(skip_reader.error->message, "before");
+    g_clear_error(&skip_reader.error);
+}
+
+TEST_P(VelCsvParserSkip, ErrorAndFieldsNeedNotBeWanted)
+{
+    skip_reader.set_text("a\n\"b");
+    EXPECT_EQ(vel_csv_parser_skip_records(&skip_reader.parser, 9, nullptr, nullptr), 1);
+}
