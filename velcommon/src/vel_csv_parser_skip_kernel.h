@@ -200,6 +200,12 @@ vel_csv_parser_classify(const guint8 *bytes, gsize start, guint8 separator,
                         vel_csv_parser_group *group, vel_csv_parser_carry *carry,
                         vel_csv_parser_mood *mood)
 {
+    // Nothing but the closing quote counts in a long field.
+    if (carry->inside != 0 && !vel_simd_has_quote_or_return_or_zero(bytes)) {
+        *group = {};
+        carry->opens = 0;
+        return true;
+    }
     vel_simd_group_bits(bytes, start, separator, group->separators);
     vel_simd_group_bits(bytes, start, '\n', group->ends);
     for (gsize word = 0; word < VEL_CSV_PARSER_GROUP_WORDS; word++)
