@@ -239,8 +239,10 @@ vel_csv_parser_take_group(vel_csv_parser_skip *walk, vel_csv_parser_carry *carry
     if (!vel_csv_parser_classify(bytes, start, walk->separator, &group, &after, mood))
         return VEL_CSV_PARSER_STEP_LEFT;
     gint64 ends = 0;
-    for (const guint64 word : group.ends)
-        ends += vel_simd_popcount(word);
+    if ((group.ends[0] | group.ends[1] | group.ends[2] | group.ends[3]) != 0) {
+        for (const guint64 word : group.ends)
+            ends += vel_simd_popcount(word);
+    }
     if (ends >= walk->wanted) {
         walk->pos = bytes + vel_csv_parser_cut_group(&group, walk->wanted);
         vel_csv_parser_count_fields(walk, &group, ends);

@@ -25,13 +25,15 @@ static inline guint64 vel_simd_bits(const guint8 *bytes, guint8 byte)
 
 static inline bool vel_simd_has_quote_or_return_or_zero(const guint8 *group)
 {
+    __m128i least = vel_simd_load(group);
     __m128i found = _mm_setzero_si128();
     for (gsize i = 0; i < VEL_CSV_PARSER_GROUP; i += 16) {
         const __m128i bytes = vel_simd_load(group + i);
+        least = _mm_min_epu8(least, bytes);
         found = _mm_or_si128(found, _mm_cmpeq_epi8(bytes, _mm_set1_epi8('"')));
         found = _mm_or_si128(found, _mm_cmpeq_epi8(bytes, _mm_set1_epi8('\r')));
-        found = _mm_or_si128(found, _mm_cmpeq_epi8(bytes, _mm_setzero_si128()));
     }
+    found = _mm_or_si128(found, _mm_cmpeq_epi8(least, _mm_setzero_si128()));
     return _mm_movemask_epi8(found) != 0;
 }
 
