@@ -61,6 +61,7 @@ struct Sought {
 struct Text {
     std::string bytes;
     const char *encoding; ///< Null for a text in memory.
+    size_t start = 0;     ///< Where in the first block the search begins.
 
     void open(CsvReader &reader, const CsvTempFile &file) const
     {
@@ -68,6 +69,8 @@ struct Text {
             reader.set_text(bytes);
         else
             reader.open(file, ',', encoding);
+        if (reader.error == nullptr && start > 0)
+            reader.go_to({0, static_cast<gint32>(start)});
     }
 };
 
@@ -133,8 +136,10 @@ void compare(const Text &text, const CsvTempFile &file, const Sought &sought, in
         << "'" << shown_term << "' " << sought.case_sensitive << " in '" << shown << "' of "
         << text.bytes.size() << " bytes";
     // The search goes on from where it ended.
-    if (expected.row >= 0)
-        ASSERT_EQ(fast.read(), slow.read());
+    if (expected.row >= 0) {
+        const CsvRecord next = slow.read();
+        ASSERT_EQ(fast.read(), next);
+    }
 }
 
 /// Pieces that texts are made of, of a few kinds; those of terms must be valid.
@@ -200,7 +205,7 @@ const std::vector<const char *> ENCODINGS = {"UTF-8", "UTF-8",      "UTF-8",
 
 Text random_source(std::mt19937 &random, size_t length)
 {
-    Text text = {random_text(random, length), pick(random, ENCODINGS)};
+    Text text = {random_text(random, length), pick(random, ENCODINGS), 0};
     if (text.encoding != nullptr && random() % 20 == 0)
         text.bytes[random() % text.bytes.size()] = '\0';
     if (g_strcmp0(text.encoding, "UTF-16LE") == 0)
@@ -249,14 +254,13 @@ TEST_P(VelMainWindowSearchDifferential, ATermAtEveryPlaceRoundTheEndOfABlock)
     int hits = 0;
     for (const std::string needle : {"needle", "\"ne\"\"edle\"", "N\u00c4DEL", "\u212a",
                                      "\"a\r\nb\"", "\u0130", "\"\"\"\"", "x\u03a3"}) {
-        for (const std::string term : {"needle", "ne\"edle", "n\u00e4del", "k", "a\r\nb", "i", "\"",
-                                       "x\u03c2", "e", "absent", ""}) {
-            for (size_t before = 0; before < needle.size() + 3; before++) {
-                std::string bytes = csv_filler(CSV_BLOCK - before) + needle + ",y\nz\n";
-                if (before > 0)
-                    bytes[CSV_BLOCK - before - 1] = before % 2 == 0 ? '\n' : ',';
-                const Text text = {bytes, "UTF-8"};
-                file.write(text.bytes);
+        for (size_t before = 0; before < needle.size() + 3; before++) {
+            std::string bytes = csv_filler(CSV_BLOCK - before) + needle + ",y\nz\n";
+            bytes[CSV_BLOCK - before - 1] = before % 2 == 0 ? '\n' : ',';
+            const Text text = {bytes, "UTF-8", CSV_BLOCK - 60};
+            file.write(text.bytes);
+            for (const std::string term : {"needle", "ne\"edle", "n\u00e4del", "k", "a\r\nb", "i",
+                                           "\"", "x\u03c2", "e", "absent", ""}) {
                 compare(text, file, {term, false, 0, 0}, &hits);
                 compare(text, file, {term, true, 0, 0}, &hits);
                 ASSERT_FALSE(HasFatalFailure()) << needle << " " << before;
@@ -268,7 +272,7 @@ TEST_P(VelMainWindowSearchDifferential, ATermAtEveryPlaceRoundTheEndOfABlock)
 
 TEST_P(VelMainWindowSearchDifferential, TheLastRecordNumberIsTheLastOneLookedAt)
 {
-    const Text text = {"a\nb\nc\nneedle\n", nullptr};
+    const Text text = {"a\nb\nc\nneedle\n", nullptr, 0};
     const CsvTempFile file;
     for (gint32 back = 0; back < 6; back++) {
         CsvReader reader;
