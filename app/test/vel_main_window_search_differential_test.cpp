@@ -220,7 +220,7 @@ struct Amount {
     int searches;
 };
 
-constexpr Amount AMOUNT = CSV_BLOCK < 1000 ? Amount{1200, 600, 8} : Amount{4, 300000, 12};
+constexpr Amount AMOUNT = CSV_BLOCK < 1000 ? Amount{400, 600, 8} : Amount{3, 300000, 8};
 
 } // namespace
 
