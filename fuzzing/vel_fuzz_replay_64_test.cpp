@@ -1,4 +1,4 @@
-// The kept inputs of the CSV parser's targets with blocks of 64 bytes, once more in every build.
+// The kept inputs of the targets of the CSV parser and of the search with blocks of 64 bytes, once more in every build.
 #include "vel_fuzz_replay.h"
 
 TEST(VelFuzzReplay64, CsvEncoding)
@@ -19,4 +19,9 @@ TEST(VelFuzzReplay64, CsvRead)
 TEST(VelFuzzReplay64, CsvSkip)
 {
     vel_fuzz_replay(vel_fuzz_csv_skip, "csv_skip_64");
+}
+
+TEST(VelFuzzReplay64, Find)
+{
+    vel_fuzz_replay(vel_fuzz_find, "find_64");
 }

@@ -1,6 +1,8 @@
 // See vel_main_window_search.h.
 #include "vel_main_window_search.h"
 
+#include "vel_main_window_search_filter.h"
+
 #include <gio/gio.h>
 
 namespace
@@ -38,10 +40,23 @@ static void vel_main_window_report_progress(search_request *request, gint64 posi
     vel_job_set_progress(request->job, static_cast<gfloat>(fraction));
 }
 
+/// Passes over records of the parser's block that cannot have a hit, at most to the next report.
+/// @return how many
+static gint32 vel_main_window_pass_over(search_request *request, search_filter *filter)
+{
+    const gint32 offset = vel_main_window_search_filter_find(filter, request->parser);
+    const gint32 step = PROGRESS_STEP - request->row % PROGRESS_STEP;
+    const gint32 room = G_MAXINT32 - request->row;
+    const gint32 passed =
+        vel_csv_parser_skip_records_before(request->parser, offset, MIN(step, room));
+    request->row += passed;
+    return passed;
+}
+
 /// Goes through the records until a hit.
 /// @return TRUE with the request's row and column at the hit
 static gboolean vel_main_window_search_records(search_request *request, const search_term *term,
-                                               gint64 size, GError **error)
+                                               search_filter *filter, gint64 size, GError **error)
 {
     g_autoptr(GPtrArray) fields = g_ptr_array_new_full(FIELDS_ROOM, g_free);
     gint32 from = request->column;
@@ -49,6 +64,11 @@ static gboolean vel_main_window_search_records(search_request *request, const se
         if (request->row % PROGRESS_STEP == 0)
             vel_main_window_report_progress(
                 request, vel_csv_parser_get_file_position(request->parser), size);
+        if (vel_main_window_pass_over(request, filter) > 0) {
+            from = 0;
+            if (request->row % PROGRESS_STEP == 0)
+                continue;
+        }
         GError *failure = nullptr;
         vel_csv_parser_read_record(request->parser, fields, &failure);
         if (failure != nullptr) {
@@ -94,10 +114,12 @@ gpointer vel_main_window_search_thread(gpointer data)
                                     size);
     search_term term;
     vel_main_window_search_term_init(&term, request->text, request->case_sensitive);
+    search_filter filter;
+    vel_main_window_search_filter_init(&filter, &term);
     vel_csv_parser_set_stop_flag(request->parser, &request->stop);
 
     GError *error = nullptr;
-    if (vel_main_window_search_records(request, &term, size, &error)) {
+    if (vel_main_window_search_records(request, &term, &filter, size, &error)) {
         vel_main_window_wait_for_scan(request);
     } else {
         request->row = -1;
@@ -112,6 +134,7 @@ gpointer vel_main_window_search_thread(gpointer data)
         vel_job_set_error(request->job, error);
 
     vel_csv_parser_set_stop_flag(request->parser, nullptr);
+    vel_main_window_search_filter_done(&filter);
     vel_main_window_search_term_done(&term);
     vel_job_complete(request->job);
     return nullptr;

@@ -207,6 +207,16 @@ gint32 vel_csv_parser_read_record(vel_csv_parser *parser, GPtrArray *fields, GEr
 gint32 vel_csv_parser_skip_records(vel_csv_parser *parser, gint32 n, gint32 *max_fields,
                                    GError **error);
 
+/// Passes over the records that end at or before a place in the present block, as so many calls of
+/// vel_csv_parser_read_record() without fields would. Never reads another block: a record that the
+/// block's end cuts, the data's last one without a line end, and a lone CR that is the block's last
+/// byte are left, and so is whatever comes behind a zero byte.
+/// @param offset  bytes into the converted block, 0..buffer_len
+/// @param n       records at most
+/// @return records passed over; the position is behind the last one. With a quote or a line end as
+///         the separator there are none.
+gint32 vel_csv_parser_skip_records_before(vel_csv_parser *parser, gint32 offset, gint32 n);
+
 /// Reads all records from the position on into a table of text columns COL0, COL1, ..., which is
 /// cleared first. A field of no bytes becomes a null cell; the cells that a short record lacks are
 /// as a new row has them.

@@ -36,6 +36,7 @@ static void vel_csv_parser_skip_end_record(vel_csv_parser_skip *skip)
     skip->fields = 0;
     skip->wanted--;
     skip->place = VEL_CSV_PARSER_PLACE_START;
+    skip->record = skip->pos;
 }
 
 // False when the record has more fields than can be counted.
@@ -271,6 +272,21 @@ static bool vel_csv_parser_skip_next_block(vel_csv_parser_skipping *s)
     return feof(parser->file) != 0 || vel_csv_parser_skip_empty_block(s);
 }
 
+static vel_csv_parser_skipping vel_csv_parser_skip_begin(vel_csv_parser *parser, gint32 n,
+                                                         GError **error)
+{
+    vel_csv_parser_skipping s = {};
+    s.parser = parser;
+    s.error = error;
+    vel_csv_parser_skip_enter_block(&s);
+    s.floor = s.skip.pos;
+    s.skip.separator = static_cast<guint8>(parser->separator);
+    s.skip.wanted = n;
+    s.skip.fields_limit = gint64{VEL_CSV_PARSER_RECORD_MAX} - gint64{VEL_CSV_PARSER_GROUP};
+    parser->is_cut = FALSE;
+    return s;
+}
+
 static void vel_csv_parser_skip_all(vel_csv_parser_skipping *s)
 {
     vel_csv_parser_skip_kernel *const kernel = vel_csv_parser_skip_choose();
@@ -294,6 +310,11 @@ static void vel_csv_parser_skip_all(vel_csv_parser_skipping *s)
 }
 
 // With a separator that is something else as well the reader has rules of its own.
+static bool vel_csv_parser_skip_knows_separator(const vel_csv_parser *parser)
+{
+    return parser->separator > 0 && std::strchr("\"\r\n", parser->separator) == nullptr;
+}
+
 static gint32 vel_csv_parser_skip_one_by_one(vel_csv_parser *parser, gint32 n, gint32 *max_fields,
                                              GError **error)
 {
@@ -318,19 +339,35 @@ gint32 vel_csv_parser_skip_records(vel_csv_parser *parser, gint32 n, gint32 *max
     *max_fields = 0;
     if (vel_csv_parser_failed(error) || n <= 0)
         return 0;
-    if (parser->separator <= 0 || std::strchr("\"\r\n", parser->separator) != nullptr)
+    if (!vel_csv_parser_skip_knows_separator(parser))
         return vel_csv_parser_skip_one_by_one(parser, n, max_fields, error);
 
-    vel_csv_parser_skipping s = {};
-    s.parser = parser;
-    s.error = error;
-    vel_csv_parser_skip_enter_block(&s);
-    s.floor = s.skip.pos;
-    s.skip.separator = static_cast<guint8>(parser->separator);
-    s.skip.wanted = n;
-    s.skip.fields_limit = gint64{VEL_CSV_PARSER_RECORD_MAX} - gint64{VEL_CSV_PARSER_GROUP};
-    parser->is_cut = FALSE;
+    vel_csv_parser_skipping s = vel_csv_parser_skip_begin(parser, n, error);
     vel_csv_parser_skip_all(&s);
     *max_fields = static_cast<gint32>(s.skip.max_fields);
     return n - static_cast<gint32>(s.skip.wanted);
+}
+
+gint32 vel_csv_parser_skip_records_before(vel_csv_parser *parser, gint32 offset, gint32 n)
+{
+    gchar *const goal = parser->buffer + offset;
+    if (n <= 0 || goal <= parser->pos || !vel_csv_parser_skip_knows_separator(parser))
+        return 0;
+    g_autoptr(GError) error = nullptr;
+    vel_csv_parser_skipping s = vel_csv_parser_skip_begin(parser, n, &error);
+    vel_csv_parser_skip *const skip = &s.skip;
+    skip->end = reinterpret_cast<const guint8 *>(goal);
+    skip->only_records = true;
+    // Whatever ends the walk early is for the reader, from the start of its record on.
+    if (vel_csv_parser_skip_block(&s, vel_csv_parser_skip_choose()) == VEL_CSV_PARSER_STOP_RETURN &&
+        goal < parser->buffer_end && *goal != '\n')
+        vel_csv_parser_skip_end_record(skip);
+    if (skip->record == nullptr)
+        return 0;
+    const auto length = skip->record - skip->block;
+    parser->pos = parser->buffer + length;
+    // A kernel takes the first byte of a CR LF for the end.
+    if (parser->pos[-1] == '\r' && *parser->pos == '\n')
+        parser->pos++;
+    return n - static_cast<gint32>(skip->wanted);
 }

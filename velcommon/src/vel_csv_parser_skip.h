@@ -44,10 +44,13 @@ typedef struct vel_csv_parser_skip {
     const guint8 *end;   ///< Behind the last byte of the block.
     guint8 separator;    ///< ASCII, none of the other bytes that matter.
     vel_csv_parser_place place;
-    gint64 wanted;       ///< Records that are still to be skipped.
-    gint64 fields;       ///< Fields of the present record that are over.
-    gint64 fields_limit; ///< A record of more fields than this is left to the exact reader.
-    gint64 max_fields;   ///< Fields of the largest record that is over.
+    gint64 wanted;        ///< Records that are still to be skipped.
+    gint64 fields;        ///< Fields of the present record that are over.
+    gint64 fields_limit;  ///< A record of more fields than this is left to the exact reader.
+    gint64 max_fields;    ///< Fields of the largest record that is over.
+    bool only_records;    ///< Fields need not be counted.
+    const guint8 *record; ///< With only_records: behind the end of the last record that is over, as
+                          ///< far as its first byte; null before there is one.
 } vel_csv_parser_skip;
 
 /// Walks over whole groups, at most to the last whole one of the block. Ends there, behind the last

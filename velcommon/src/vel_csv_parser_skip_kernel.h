@@ -187,6 +187,16 @@ static inline void vel_csv_parser_count_fields(vel_csv_parser_skip *skip,
     vel_csv_parser_count_each(skip, group);
 }
 
+// The byte behind the last end in a group that has any.
+static inline const guint8 *vel_csv_parser_last_end(const guint8 *bytes,
+                                                    const vel_csv_parser_group *group)
+{
+    gsize word = VEL_CSV_PARSER_GROUP_WORDS - 1;
+    while (group->ends[word] == 0)
+        word--;
+    return bytes + 64 * word + 64 - static_cast<gsize>(__builtin_clzll(group->ends[word]));
+}
+
 // What a kernel has done with a group.
 enum vel_csv_parser_step {
     VEL_CSV_PARSER_STEP_TAKEN,  // The next group follows.
@@ -198,24 +208,29 @@ enum vel_csv_parser_step {
 static inline __attribute__((always_inline)) bool
 vel_csv_parser_classify(const guint8 *bytes, gsize start, guint8 separator,
                         vel_csv_parser_group *group, vel_csv_parser_carry *carry,
-                        vel_csv_parser_mood *mood)
+                        vel_csv_parser_mood *mood, bool only_records)
 {
     // Nothing but the closing quote counts in a long field.
     if (carry->inside != 0 && !vel_simd_has_quote_or_return_or_zero(bytes)) {
         *group = {};
-        carry->opens = 0;
+        carry->opens = carry->returned = 0;
         return true;
+    }
+    vel_simd_group_bits(bytes, start, '\n', group->ends);
+    // In a text with line feeds alone one look for all that is rare is the quickest.
+    const bool plain = !mood->busy && (carry->closed | carry->returned) == 0 &&
+                       !vel_simd_has_quote_or_return_or_zero(bytes);
+    if (plain) {
+        const guint8 last = bytes[VEL_CSV_PARSER_GROUP - 1];
+        carry->opens = last == separator || last == '\n' ? 1 : 0;
+        if (only_records)
+            return true;
     }
     vel_simd_group_bits(bytes, start, separator, group->separators);
-    vel_simd_group_bits(bytes, start, '\n', group->ends);
+    if (plain)
+        return true;
     for (gsize word = 0; word < VEL_CSV_PARSER_GROUP_WORDS; word++)
         group->specials[word] = group->separators[word] | group->ends[word];
-    // In a text with line feeds alone one look for all that is rare is the quickest.
-    if (!mood->busy && (carry->closed | carry->returned) == 0 &&
-        !vel_simd_has_quote_or_return_or_zero(bytes)) {
-        carry->opens = group->specials[VEL_CSV_PARSER_GROUP_WORDS - 1] >> 63;
-        return true;
-    }
     if (vel_simd_has_zero(bytes))
         return false;
     guint64 bits[VEL_CSV_PARSER_GROUP_WORDS];
@@ -232,11 +247,12 @@ vel_csv_parser_classify(const guint8 *bytes, gsize start, guint8 separator,
 // Takes a group from a byte in it on.
 static inline __attribute__((always_inline)) vel_csv_parser_step
 vel_csv_parser_take_group(vel_csv_parser_skip *walk, vel_csv_parser_carry *carry,
-                          vel_csv_parser_mood *mood, const guint8 *bytes, gsize start)
+                          vel_csv_parser_mood *mood, const guint8 *bytes, gsize start,
+                          bool only_records)
 {
-    vel_csv_parser_group group;
+    vel_csv_parser_group group = {};
     vel_csv_parser_carry after = *carry;
-    if (!vel_csv_parser_classify(bytes, start, walk->separator, &group, &after, mood))
+    if (!vel_csv_parser_classify(bytes, start, walk->separator, &group, &after, mood, only_records))
         return VEL_CSV_PARSER_STEP_LEFT;
     gint64 ends = 0;
     if ((group.ends[0] | group.ends[1] | group.ends[2] | group.ends[3]) != 0) {
@@ -245,13 +261,19 @@ vel_csv_parser_take_group(vel_csv_parser_skip *walk, vel_csv_parser_carry *carry
     }
     if (ends >= walk->wanted) {
         walk->pos = bytes + vel_csv_parser_cut_group(&group, walk->wanted);
-        vel_csv_parser_count_fields(walk, &group, ends);
+        if (only_records)
+            walk->record = walk->pos;
+        else
+            vel_csv_parser_count_fields(walk, &group, ends);
         walk->wanted = 0;
         walk->place =
             walk->pos[-1] == '\r' ? VEL_CSV_PARSER_PLACE_RETURN : VEL_CSV_PARSER_PLACE_START;
         return VEL_CSV_PARSER_STEP_ENOUGH;
     }
-    vel_csv_parser_count_fields(walk, &group, ends);
+    if (!only_records)
+        vel_csv_parser_count_fields(walk, &group, ends);
+    else if (ends > 0)
+        walk->record = vel_csv_parser_last_end(bytes, &group);
     walk->wanted -= ends;
     walk->pos = bytes + VEL_CSV_PARSER_GROUP;
     *carry = after;
@@ -265,7 +287,8 @@ static inline bool vel_csv_parser_has_group(const vel_csv_parser_skip *walk, con
     return left >= static_cast<gint64>(VEL_CSV_PARSER_GROUP) && walk->fields < walk->fields_limit;
 }
 
-void VEL_CSV_PARSER_SKIP_KERNEL(vel_csv_parser_skip *skip)
+static inline __attribute__((always_inline)) void
+vel_csv_parser_walk_groups(vel_csv_parser_skip *skip, bool only_records)
 {
     vel_csv_parser_skip walk = *skip;
     const gsize start = static_cast<gsize>(walk.pos - walk.block) % VEL_CSV_PARSER_GROUP;
@@ -274,14 +297,22 @@ void VEL_CSV_PARSER_SKIP_KERNEL(vel_csv_parser_skip *skip)
     vel_csv_parser_mood mood = {carry.inside != 0, false};
     vel_csv_parser_step step = VEL_CSV_PARSER_STEP_TAKEN;
     if (start > 0 && vel_csv_parser_has_group(&walk, bytes)) {
-        step = vel_csv_parser_take_group(&walk, &carry, &mood, bytes, start);
+        step = vel_csv_parser_take_group(&walk, &carry, &mood, bytes, start, only_records);
         bytes += VEL_CSV_PARSER_GROUP;
     }
     while (step == VEL_CSV_PARSER_STEP_TAKEN && vel_csv_parser_has_group(&walk, bytes)) {
-        step = vel_csv_parser_take_group(&walk, &carry, &mood, bytes, 0);
+        step = vel_csv_parser_take_group(&walk, &carry, &mood, bytes, 0, only_records);
         bytes += VEL_CSV_PARSER_GROUP;
     }
     if (step != VEL_CSV_PARSER_STEP_ENOUGH)
         walk.place = vel_csv_parser_carry_place(carry);
     *skip = walk;
+}
+
+void VEL_CSV_PARSER_SKIP_KERNEL(vel_csv_parser_skip *skip)
+{
+    if (skip->only_records)
+        vel_csv_parser_walk_groups(skip, true);
+    else
+        vel_csv_parser_walk_groups(skip, false);
 }
