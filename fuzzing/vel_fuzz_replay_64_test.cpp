@@ -1,4 +1,5 @@
-// The kept inputs of the targets of the CSV parser and of the search with blocks of 64 bytes, once more in every build.
+// The kept inputs of the targets of the CSV parser and of the search with blocks of 64 bytes, once
+// more in every build.
 #include "vel_fuzz_replay.h"
 
 TEST(VelFuzzReplay64, CsvEncoding)
