@@ -187,7 +187,7 @@ TEST_F(VelMainWindowScan, AFileCanBeReplacedWhileItIsScanned)
 TEST_F(VelMainWindowScan, TheProgramEndsPromptlyDuringAScan)
 {
     ASSERT_EQ(open(makeLargeFile(LARGE)), "");
-    g_usleep(50000);
+    waitScanning();
     ASSERT_NE(window->scanner_done.load(), 1) << "the file is too small for this test";
     const ULONGLONG start = GetTickCount64();
     closeAndDone();
