@@ -16,12 +16,16 @@ function(vel_check_heap name)
   set_property(TEST ${name} APPEND PROPERTY FAIL_REGULAR_EXPRESSION "(err|warn):heap:[b-z]")
 endfunction()
 
-# vel_add_test(NAME name [WINDOW] [STARTS_PROGRAMS] SOURCES ... LIBRARIES ...)
+# vel_add_test(NAME name [WINDOW] [STARTS_PROGRAMS] [ONE_THREAD] SOURCES ... LIBRARIES ...)
 # One GoogleTest program, one CTest test. WINDOW: it opens real windows, so it wants the common controls manifest and the
 # virtual display to itself. STARTS_PROGRAMS: they would inherit the marking heap, with which Wine is too slow for a program
 # that reads gigabytes, and now and then fails to start one; its own heaps are looked through all the same.
+# ONE_THREAD: it is long, and the thread sanitizer has nothing to look for in it.
 function(vel_add_test)
-  cmake_parse_arguments(arg "WINDOW;STARTS_PROGRAMS" "NAME" "SOURCES;LIBRARIES" ${ARGN})
+  cmake_parse_arguments(arg "WINDOW;STARTS_PROGRAMS;ONE_THREAD" "NAME" "SOURCES;LIBRARIES" ${ARGN})
+  if(arg_ONE_THREAD AND VEL_SANITIZE STREQUAL "thread")
+    return()
+  endif()
   add_executable(${arg_NAME} ${arg_SOURCES} "${CMAKE_SOURCE_DIR}/velcommon/test/vel_test_main.cpp")
   target_include_directories(${arg_NAME} PRIVATE "${CMAKE_SOURCE_DIR}/velcommon/test")
   target_link_libraries(${arg_NAME} PRIVATE ${arg_LIBRARIES} vel_gtest vel_strict)
