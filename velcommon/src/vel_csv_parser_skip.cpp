@@ -59,6 +59,9 @@ static bool vel_csv_parser_skip_quoted(vel_csv_parser_skipping *s)
     }
     if (skip->pos > skip->block) {
         skip->pos = skip->end;
+        // Hidden quotes are bytes like others.
+        s->floor = skip->end;
+        s->quotes = 0;
         return true;
     }
     vel_csv_parser_set_unclosed(s->error);
