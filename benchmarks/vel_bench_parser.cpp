@@ -1,7 +1,7 @@
 // See vel_bench_parser.h.
 #include "vel_bench_parser.h"
 
-#include "vel_csv_parser_skip.h"
+#include "vel_simd.h"
 
 #include <gio/gio.h>
 
@@ -10,10 +10,10 @@ static std::vector<std::string> vel_bench_find_simd_levels()
 {
     std::vector<std::string> levels;
     for (const char *const name : {"portable", "sse2", "avx2"}) {
-        if (vel_csv_parser_skip_use(name))
+        if (vel_simd_use(name))
             levels.push_back(name);
     }
-    vel_csv_parser_skip_use(nullptr);
+    vel_simd_use(nullptr);
     return levels;
 }
 
@@ -21,7 +21,7 @@ const std::vector<std::string> vel_bench_simd_levels = vel_bench_find_simd_level
 
 void vel_bench_use_simd(const std::string &level)
 {
-    vel_csv_parser_skip_use(level.empty() ? nullptr : level.c_str());
+    vel_simd_use(level.empty() ? nullptr : level.c_str());
 }
 
 gint32 vel_bench_count_group(vel_csv_parser *parser, gint32 *max_fields, GError **error)

@@ -1,8 +1,8 @@
 // Passing over records against the naive reader, in every instruction set, in memory, in a file and
 // across the end of a block. An input is: instruction set, records at a time, whether positions are
 // taken, separator, the source's choices (four bytes), the text.
-#include "vel_csv_parser_skip.h"
 #include "vel_fuzz_csv.h"
+#include "vel_simd.h"
 
 namespace
 {
@@ -69,7 +69,7 @@ gint vel_fuzz_csv_skip(const guint8 *data, gsize size)
 {
     static const gchar *const sets[] = {"portable", "sse2", "avx2"};
     vel_fuzz_input input = {data, size};
-    if (!vel_csv_parser_skip_use(sets[vel_fuzz_take_number(&input, 3)]))
+    if (!vel_simd_use(sets[vel_fuzz_take_number(&input, 3)]))
         return 0;
     const gint32 n = 1 + vel_fuzz_take_number(&input, 110);
     const bool with_positions = vel_fuzz_take_number(&input, 2) == 0;

@@ -1,8 +1,8 @@
 // The search against the same done slowly: every record read, every field compared as defined. Over
 // random texts in files of several blocks and in memory, in each instruction set.
-#include "vel_csv_parser_skip.h"
 #include "vel_csv_parser_test_support.h"
 #include "vel_main_window_search.h"
+#include "vel_simd.h"
 #include "vel_text_finder_internal.h"
 
 #include <random>
@@ -13,13 +13,11 @@ namespace
 struct VelMainWindowSearchDifferential : testing::TestWithParam<const char *> {
     void SetUp() override
     {
-        ASSERT_TRUE(vel_csv_parser_skip_use(GetParam()));
-        ASSERT_TRUE(vel_text_finder_use(GetParam()));
+        ASSERT_TRUE(vel_simd_use(GetParam()));
     }
     void TearDown() override
     {
-        vel_csv_parser_skip_use(nullptr);
-        vel_text_finder_use(nullptr);
+        vel_simd_use(nullptr);
     }
 };
 
@@ -27,11 +25,10 @@ std::vector<const char *> instruction_sets()
 {
     std::vector<const char *> names;
     for (const char *const name : {"portable", "sse2", "avx2"}) {
-        if (vel_csv_parser_skip_use(name) && vel_text_finder_use(name))
+        if (vel_simd_use(name))
             names.push_back(name);
     }
-    vel_csv_parser_skip_use(nullptr);
-    vel_text_finder_use(nullptr);
+    vel_simd_use(nullptr);
     return names;
 }
 

@@ -3,6 +3,7 @@
 // what a kernel leaves, brings the blocks in, and knows every oddity of the dialect.
 #include "vel_csv_parser_skip.h"
 #include "vel_csv_parser_internal.h"
+#include "vel_simd.h"
 
 #include <cstring>
 
@@ -29,6 +30,20 @@ enum vel_csv_parser_stop {
 };
 
 } // namespace
+
+static vel_csv_parser_skip_kernel *vel_csv_parser_skip_choose(void)
+{
+    switch (vel_simd_get()) {
+#ifdef __x86_64__
+    case VEL_SIMD_AVX2:
+        return vel_csv_parser_skip_avx2;
+    case VEL_SIMD_SSE2:
+        return vel_csv_parser_skip_sse2;
+#endif
+    default:
+        return vel_csv_parser_skip_portable;
+    }
+}
 
 static void vel_csv_parser_skip_end_record(vel_csv_parser_skip *skip)
 {

@@ -63,13 +63,3 @@ vel_csv_parser_skip_kernel vel_csv_parser_skip_portable;
 vel_csv_parser_skip_kernel vel_csv_parser_skip_sse2;
 vel_csv_parser_skip_kernel vel_csv_parser_skip_avx2;
 #endif
-
-/// The kernel of the best instruction set that the processor has; or of the one that the
-/// environment variable VEL_SIMD names, as vel_csv_parser_skip_use() does, for measurements. Any
-/// thread.
-vel_csv_parser_skip_kernel *vel_csv_parser_skip_choose(void);
-
-/// Makes vel_csv_parser_skip_choose() choose a certain instruction set, for tests.
-/// @param name  "portable", "sse2" or "avx2"; null for the best
-/// @return FALSE when this processor does not have it; the choice stays then. Any thread.
-gboolean vel_csv_parser_skip_use(const gchar *name);

@@ -1,56 +1,20 @@
-// The needle of a text finder, and which kernel looks for it on this machine.
+// The needle of a text finder, and the choice of its kernel.
 #include "vel_text_finder_internal.h"
 
-#include <atomic>
-
-namespace
-{
-
-struct vel_text_finder_variant {
-    const gchar *name;
-    vel_text_finder_kernel *kernel;
-    bool runs; // Whether this processor has the instructions.
-};
-
-} // namespace
-
-static std::atomic<vel_text_finder_kernel *> vel_text_finder_chosen;
-
-// Null for a name that there is nothing for.
-static vel_text_finder_kernel *vel_text_finder_variant_of(const gchar *name)
-{
-    const vel_text_finder_variant variants[] = {
-#ifdef __x86_64__
-        {"avx2", vel_text_finder_avx2,
-         __builtin_cpu_supports("avx2") && __builtin_cpu_supports("bmi")},
-        {"sse2", vel_text_finder_sse2, true},
-#endif
-        {"portable", vel_text_finder_portable, true},
-    };
-    for (const vel_text_finder_variant &variant : variants) {
-        if (variant.runs && (name == nullptr || g_str_equal(name, variant.name)))
-            return variant.kernel;
-    }
-    return nullptr;
-}
-
-gboolean vel_text_finder_use(const gchar *name)
-{
-    vel_text_finder_kernel *const kernel = vel_text_finder_variant_of(name);
-    if (kernel != nullptr)
-        vel_text_finder_chosen.store(kernel, std::memory_order_relaxed);
-    return kernel != nullptr;
-}
+#include "vel_simd.h"
 
 static vel_text_finder_kernel *vel_text_finder_choose(void)
 {
-    vel_text_finder_kernel *kernel = vel_text_finder_chosen.load(std::memory_order_relaxed);
-    if (kernel == nullptr) {
-        if (!vel_text_finder_use(g_getenv("VEL_SIMD")))
-            vel_text_finder_use(nullptr);
-        kernel = vel_text_finder_chosen.load(std::memory_order_relaxed);
+    switch (vel_simd_get()) {
+#ifdef __x86_64__
+    case VEL_SIMD_AVX2:
+        return vel_text_finder_avx2;
+    case VEL_SIMD_SSE2:
+        return vel_text_finder_sse2;
+#endif
+    default:
+        return vel_text_finder_portable;
     }
-    return kernel;
 }
 
 // How often a byte is met in tables of text and numbers, roughly: the higher, the more often. The

@@ -27,9 +27,3 @@ static inline bool vel_text_finder_is_at(const vel_text_finder *finder, const gu
     }
     return true;
 }
-
-/// Makes vel_text_finder_find() use a certain instruction set, for tests. At first it is the best
-/// one, or the one that the environment variable VEL_SIMD names, for measurements.
-/// @param name  "portable", "sse2" or "avx2"; null for the best
-/// @return FALSE when this processor does not have it; the choice stays then. Any thread.
-gboolean vel_text_finder_use(const gchar *name);

@@ -10,11 +10,11 @@ namespace
 struct VelCsvParserSkipBefore : testing::TestWithParam<const char *> {
     void SetUp() override
     {
-        ASSERT_TRUE(vel_csv_parser_skip_use(GetParam()));
+        ASSERT_TRUE(vel_simd_use(GetParam()));
     }
     void TearDown() override
     {
-        vel_csv_parser_skip_use(nullptr);
+        vel_simd_use(nullptr);
     }
 
     // Whether the record that was read last can be told to end at or before the offset without

@@ -10,11 +10,11 @@ namespace
 struct VelCsvParserSkipFile : testing::TestWithParam<const char *> {
     void SetUp() override
     {
-        ASSERT_TRUE(vel_csv_parser_skip_use(GetParam()));
+        ASSERT_TRUE(vel_simd_use(GetParam()));
     }
     void TearDown() override
     {
-        vel_csv_parser_skip_use(nullptr);
+        vel_simd_use(nullptr);
     }
 
     // From the start of the text in the file on.

@@ -34,11 +34,11 @@ struct VelCsvParserSkip : testing::TestWithParam<const char *> {
 
     void SetUp() override
     {
-        ASSERT_TRUE(vel_csv_parser_skip_use(GetParam()));
+        ASSERT_TRUE(vel_simd_use(GetParam()));
     }
     void TearDown() override
     {
-        vel_csv_parser_skip_use(nullptr);
+        vel_simd_use(nullptr);
     }
     void compare(const std::string &text, gint32 n)
     {

@@ -2,8 +2,8 @@
 // other one reads.
 #pragma once
 
-#include "vel_csv_parser_skip.h"
 #include "vel_csv_parser_test_support.h"
+#include "vel_simd.h"
 
 #include <algorithm>
 
@@ -12,10 +12,10 @@ inline std::vector<const char *> csv_instruction_sets()
 {
     std::vector<const char *> names;
     for (const char *const name : {"portable", "sse2", "avx2"}) {
-        if (vel_csv_parser_skip_use(name))
+        if (vel_simd_use(name))
             names.push_back(name);
     }
-    vel_csv_parser_skip_use(nullptr);
+    vel_simd_use(nullptr);
     return names;
 }
 

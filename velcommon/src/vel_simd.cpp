@@ -1,0 +1,43 @@
+// See vel_simd.h.
+#include "vel_simd.h"
+
+#include <atomic>
+
+static constexpr gint32 VEL_SIMD_UNKNOWN = -1;
+
+static std::atomic<gint32> vel_simd_chosen = VEL_SIMD_UNKNOWN;
+
+static vel_simd_set vel_simd_best(void)
+{
+#ifdef __x86_64__
+    // The code for AVX2 uses all of these.
+    if (__builtin_cpu_supports("avx2") && __builtin_cpu_supports("bmi") &&
+        __builtin_cpu_supports("bmi2") && __builtin_cpu_supports("popcnt") &&
+        __builtin_cpu_supports("pclmul"))
+        return VEL_SIMD_AVX2;
+    return VEL_SIMD_SSE2;
+#else
+    return VEL_SIMD_PORTABLE;
+#endif
+}
+
+gboolean vel_simd_use(const gchar *name)
+{
+    static const gchar *const names[] = {"portable", "sse2", "avx2"};
+    const vel_simd_set best = vel_simd_best();
+    for (gint32 set = best; set >= VEL_SIMD_PORTABLE; set--) {
+        if (name == nullptr || g_str_equal(name, names[set])) {
+            vel_simd_chosen.store(set, std::memory_order_relaxed);
+            return TRUE;
+        }
+    }
+    return FALSE;
+}
+
+vel_simd_set vel_simd_get(void)
+{
+    if (vel_simd_chosen.load(std::memory_order_relaxed) == VEL_SIMD_UNKNOWN &&
+        !vel_simd_use(g_getenv("VEL_SIMD")))
+        vel_simd_use(nullptr);
+    return static_cast<vel_simd_set>(vel_simd_chosen.load(std::memory_order_relaxed));
+}

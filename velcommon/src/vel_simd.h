@@ -1,0 +1,25 @@
+// Which instruction set runs where a function exists in several: the best one that the processor
+// has.
+#pragma once
+
+#include <glib.h>
+
+G_BEGIN_DECLS
+
+/// The instruction sets, the better ones later.
+typedef enum vel_simd_set {
+    VEL_SIMD_PORTABLE, ///< 64-bit arithmetic.
+    VEL_SIMD_SSE2,     ///< What every 64-bit x86 processor has.
+    VEL_SIMD_AVX2,     ///< With the bit instructions that all its processors have.
+} vel_simd_set;
+
+/// The instruction set to use: the best, or at first the one that the environment variable VEL_SIMD
+/// names as vel_simd_use() does, for measurements. Any thread.
+vel_simd_set vel_simd_get(void);
+
+/// Changes what vel_simd_get() tells, for tests.
+/// @param name  "portable", "sse2" or "avx2"; null for the best
+/// @return FALSE when this processor does not have it; nothing changes then. Any thread.
+gboolean vel_simd_use(const gchar *name);
+
+G_END_DECLS

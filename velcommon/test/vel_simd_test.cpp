@@ -1,0 +1,33 @@
+// Which instruction set is used.
+#include "vel_simd.h"
+
+#include <gtest/gtest.h>
+
+TEST(VelSimd, ANamedSetIsUsed)
+{
+    ASSERT_TRUE(vel_simd_use("portable"));
+    EXPECT_EQ(vel_simd_get(), VEL_SIMD_PORTABLE);
+    if (vel_simd_use("sse2")) {
+        EXPECT_EQ(vel_simd_get(), VEL_SIMD_SSE2);
+    }
+    vel_simd_use(nullptr);
+}
+
+TEST(VelSimd, UnknownSetsAreRefusedAndChangeNothing)
+{
+    ASSERT_TRUE(vel_simd_use("portable"));
+    EXPECT_FALSE(vel_simd_use("mmx"));
+    EXPECT_FALSE(vel_simd_use(""));
+    EXPECT_EQ(vel_simd_get(), VEL_SIMD_PORTABLE);
+    vel_simd_use(nullptr);
+}
+
+TEST(VelSimd, TheBestIsAtLeastWhatEveryProcessorHas)
+{
+    ASSERT_TRUE(vel_simd_use(nullptr));
+#ifdef __x86_64__
+    EXPECT_GE(vel_simd_get(), VEL_SIMD_SSE2);
+#else
+    EXPECT_EQ(vel_simd_get(), VEL_SIMD_PORTABLE);
+#endif
+}
