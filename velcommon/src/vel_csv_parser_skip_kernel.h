@@ -23,6 +23,7 @@ typedef struct vel_csv_parser_carry {
 typedef struct vel_csv_parser_mood {
     bool busy;    ///< It had quotes or carriage returns, or lay inside quotes.
     bool returns; ///< It had carriage returns.
+    bool deep;    ///< All of it lay inside quotes.
 } vel_csv_parser_mood;
 
 // Bits of what counts in a group.
@@ -211,7 +212,7 @@ vel_csv_parser_classify(const guint8 *bytes, gsize start, guint8 separator,
                         vel_csv_parser_mood *mood, bool only_records)
 {
     // Nothing but the closing quote counts in a long field.
-    if (carry->inside != 0 && !vel_simd_has_quote_or_return_or_zero(bytes)) {
+    if (mood->deep && !vel_simd_has_quote_or_return_or_zero(bytes)) {
         *group = {};
         carry->opens = carry->returned = 0;
         return true;
@@ -240,7 +241,9 @@ vel_csv_parser_classify(const guint8 *bytes, gsize start, guint8 separator,
         mood->returns = (bits[0] | bits[1] | bits[2] | bits[3]) != 0;
     }
     vel_simd_group_bits(bytes, start, '"', bits);
-    mood->busy = mood->returns || (bits[0] | bits[1] | bits[2] | bits[3] | carry->inside) != 0;
+    const bool quotes = (bits[0] | bits[1] | bits[2] | bits[3]) != 0;
+    mood->deep = carry->inside != 0 && !quotes;
+    mood->busy = mood->returns || mood->deep || quotes;
     return vel_csv_parser_apply_quotes(group, bits, start / 64, carry) == 0;
 }
 
@@ -294,7 +297,7 @@ vel_csv_parser_walk_groups(vel_csv_parser_skip *skip, bool only_records)
     const gsize start = static_cast<gsize>(walk.pos - walk.block) % VEL_CSV_PARSER_GROUP;
     const guint8 *bytes = walk.pos - start;
     vel_csv_parser_carry carry = vel_csv_parser_carry_of(walk.place, start % 64);
-    vel_csv_parser_mood mood = {carry.inside != 0, false};
+    vel_csv_parser_mood mood = {carry.inside != 0, false, false};
     vel_csv_parser_step step = VEL_CSV_PARSER_STEP_TAKEN;
     if (start > 0 && vel_csv_parser_has_group(&walk, bytes)) {
         step = vel_csv_parser_take_group(&walk, &carry, &mood, bytes, start, only_records);

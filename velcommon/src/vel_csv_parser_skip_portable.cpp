@@ -1,5 +1,6 @@
 // Skipping records with nothing but 64-bit arithmetic, eight bytes at a time.
 #include "vel_csv_parser_skip.h"
+#include "vel_csv_parser_skip_bits.h"
 
 #include <cstring>
 
@@ -48,21 +49,6 @@ static inline bool vel_simd_has_zero(const guint8 *group)
 static inline bool vel_simd_has_quote_or_return_or_zero(const guint8 *group)
 {
     return vel_simd_has(group, '"') || vel_simd_has_return(group) || vel_simd_has_zero(group);
-}
-
-static inline guint64 vel_simd_prefix_xor(guint64 bits)
-{
-    for (gint step = 1; step < 64; step *= 2)
-        bits ^= bits << step;
-    return bits;
-}
-
-static inline gint64 vel_simd_popcount(guint64 bits)
-{
-    bits -= bits >> 1 & 0x5555555555555555;
-    bits = (bits & 0x3333333333333333) + (bits >> 2 & 0x3333333333333333);
-    bits = (bits + (bits >> 4)) & 0x0f0f0f0f0f0f0f0f;
-    return static_cast<gint64>(bits * VEL_SIMD_EACH >> 56);
 }
 
 #include "vel_csv_parser_skip_kernel.h"

@@ -1,5 +1,6 @@
 // Skipping records with what every 64-bit x86 processor has.
 #include "vel_csv_parser_skip.h"
+#include "vel_csv_parser_skip_bits.h"
 
 #ifdef __x86_64__
 
@@ -51,22 +52,6 @@ static inline bool vel_simd_has_zero(const guint8 *group)
     for (gsize i = 16; i < VEL_CSV_PARSER_GROUP; i += 16)
         least = _mm_min_epu8(least, vel_simd_load(group + i));
     return _mm_movemask_epi8(_mm_cmpeq_epi8(least, _mm_setzero_si128())) != 0;
-}
-
-static inline guint64 vel_simd_prefix_xor(guint64 bits)
-{
-    for (gint step = 1; step < 64; step *= 2)
-        bits ^= bits << step;
-    return bits;
-}
-
-// The instruction came later than these processors.
-static inline gint64 vel_simd_popcount(guint64 bits)
-{
-    bits -= bits >> 1 & 0x5555555555555555;
-    bits = (bits & 0x3333333333333333) + (bits >> 2 & 0x3333333333333333);
-    bits = (bits + (bits >> 4)) & 0x0f0f0f0f0f0f0f0f;
-    return static_cast<gint64>(bits * 0x0101010101010101 >> 56);
 }
 
 #include "vel_csv_parser_skip_kernel.h"

@@ -22,25 +22,6 @@ namespace
 const std::string BYTES = "a,\"\n\r";
 const std::string BYTES_WITH_ZERO = BYTES + std::string(1, '\0');
 
-void for_each_text(const std::string &bytes, size_t max_length,
-                   const std::function<void(const std::string &)> &visit)
-{
-    for (size_t length = 0; length <= max_length; length++) {
-        std::vector<size_t> digits(length, 0);
-        while (!testing::Test::HasFatalFailure()) {
-            std::string text;
-            for (const size_t digit : digits)
-                text += bytes[digit];
-            visit(text);
-            size_t place = 0;
-            while (place < length && ++digits[place] == bytes.size())
-                digits[place++] = 0;
-            if (place == length)
-                break;
-        }
-    }
-}
-
 // Zeros in the text make a string's own length useless, so its end is looked for where the naive
 // reader has it.
 bool same_field(const char *field, const NaiveField &expected)
@@ -181,7 +162,7 @@ void compare_across(RewrittenFile &file, const std::string &text, size_t head, b
 void compare_cuts(const std::string &bytes, size_t max_length)
 {
     RewrittenFile file;
-    for_each_text(bytes, max_length, [&](const std::string &text) {
+    csv_for_each_text(bytes, max_length, [&](const std::string &text) {
         for (size_t head = 1; head <= text.size(); head++) {
             compare_across(file, text, head, true, false);
             if (text.size() < max_length) {
@@ -197,7 +178,7 @@ void compare_cuts(const std::string &bytes, size_t max_length)
 TEST(VelCsvParserDifferential, EveryShortTextInMemory)
 {
     CsvReader reader;
-    for_each_text(BYTES, 7, [&](const std::string &text) {
+    csv_for_each_text(BYTES, 7, [&](const std::string &text) {
         for (const bool with_fields : {true, false}) {
             reader.set_text(text);
             compare(reader, NaiveCsvReader::of_text(text, ','), with_fields, true, text);
@@ -208,7 +189,7 @@ TEST(VelCsvParserDifferential, EveryShortTextInMemory)
 TEST(VelCsvParserDifferential, EveryShortTextWithZerosInMemory)
 {
     CsvReader reader;
-    for_each_text(BYTES_WITH_ZERO, 5, [&](const std::string &text) {
+    csv_for_each_text(BYTES_WITH_ZERO, 5, [&](const std::string &text) {
         for (const bool with_fields : {true, false}) {
             reader.set_text(text);
             compare(reader, NaiveCsvReader::of_text(text, ','), with_fields, true, text);
@@ -219,7 +200,7 @@ TEST(VelCsvParserDifferential, EveryShortTextWithZerosInMemory)
 TEST(VelCsvParserDifferential, EveryShortTextInAFile)
 {
     RewrittenFile file;
-    for_each_text(BYTES, 7, [&](const std::string &text) {
+    csv_for_each_text(BYTES, 7, [&](const std::string &text) {
         compare_in_file(file, text, true, true);
         compare_in_file(file, text, false, false);
     });
@@ -228,7 +209,7 @@ TEST(VelCsvParserDifferential, EveryShortTextInAFile)
 TEST(VelCsvParserDifferential, EveryShortTextWithZerosInAFile)
 {
     RewrittenFile file;
-    for_each_text(BYTES_WITH_ZERO, 5, [&](const std::string &text) {
+    csv_for_each_text(BYTES_WITH_ZERO, 5, [&](const std::string &text) {
         compare_in_file(file, text, true, true);
         compare_in_file(file, text, false, false);
     });

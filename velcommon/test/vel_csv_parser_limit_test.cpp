@@ -1,7 +1,7 @@
 // What a field and a record may not exceed, with limits so small that short texts go over them in
 // every way there is: in one piece, over the ends of blocks, in quotes.
 #include "vel_csv_parser_internal.h"
-#include "vel_csv_parser_test_support.h"
+#include "vel_csv_parser_skip_test_util.h"
 
 namespace
 {
@@ -114,5 +114,27 @@ TEST(VelCsvParserLimit, RecordOfMoreFieldsIsAnErrorAfterTheLastThatCanBeTold)
         EXPECT_TRUE(reader.failed_with(G_IO_ERROR, G_IO_ERROR_MESSAGE_TOO_LARGE));
         EXPECT_EQ(reader.message(), "Record of more than 1000 fields");
         expect_reading_goes_on(reader, text);
+    }
+}
+
+TEST(VelCsvParserLimit, SkippingMeetsTheSameErrorInTheSamePlace)
+{
+    // In the last two the field too many has no separator in front of it.
+    for (const std::string end : {"\n", ",\n", ",a\n", ",\"\",a\n", ",\"a\"b\n", ",\"\"b,c\n"}) {
+        for (size_t fewer = 0; fewer < 4; fewer++) {
+            const std::string text = "x,y\n" + fields(LIMIT - fewer) + end + "b\nc,d,e\n";
+            const CsvTempFile file(text);
+            CsvReader read;
+            CsvReader skip;
+            for (const bool is_file : {true, false}) {
+                for (CsvReader *const reader : {&read, &skip}) {
+                    if (is_file)
+                        reader->open(file);
+                    else
+                        reader->set_text(text);
+                }
+                csv_compare_skipping(read, skip, 100, csv_shown(end));
+            }
+        }
     }
 }

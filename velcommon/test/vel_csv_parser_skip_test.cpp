@@ -2,31 +2,10 @@
 // where something could be forgotten, and random texts of every kind.
 #include "vel_csv_parser_skip_test_util.h"
 
-#include <functional>
 #include <random>
 
 namespace
 {
-
-// Every text up to a length over some bytes.
-void for_each_text(const std::string &bytes, size_t max_length,
-                   const std::function<void(const std::string &)> &visit)
-{
-    for (size_t length = 0; length <= max_length; length++) {
-        std::vector<size_t> digits(length, 0);
-        while (!testing::Test::HasFatalFailure()) {
-            std::string text;
-            for (const size_t digit : digits)
-                text += bytes[digit];
-            visit(text);
-            size_t place = 0;
-            while (place < length && ++digits[place] == bytes.size())
-                digits[place++] = 0;
-            if (place == length)
-                break;
-        }
-    }
-}
 
 struct VelCsvParserSkip : testing::TestWithParam<const char *> {
     CsvReader read_reader;
@@ -99,7 +78,7 @@ INSTANTIATE_TEST_SUITE_P(InstructionSets, VelCsvParserSkip,
 
 TEST_P(VelCsvParserSkip, EveryShortTextByItself)
 {
-    for_each_text("a,\"\n\r", 6, [&](const std::string &text) { compare(text, 3); });
+    csv_for_each_text("a,\"\n\r", 6, [&](const std::string &text) { compare(text, 3); });
 }
 
 TEST_P(VelCsvParserSkip, EveryShortTextWhereGroupsAndWordsMeet)
@@ -110,7 +89,7 @@ TEST_P(VelCsvParserSkip, EveryShortTextWhereGroupsAndWordsMeet)
             while (before.size() < start)
                 before += filler;
             const std::string after = "x,y\n" + std::string(600, 'z');
-            for_each_text("a,\"\n\r", 4, [&](const std::string &text) {
+            csv_for_each_text("a,\"\n\r", 4, [&](const std::string &text) {
                 compare(before + text + after, 1);
                 compare(before + text + after, 100000);
             });

@@ -8,6 +8,7 @@
 #include <glib/gstdio.h>
 #include <gtest/gtest.h>
 
+#include <functional>
 #include <optional>
 #include <string>
 #include <utility>
@@ -22,6 +23,26 @@ using CsvPosition = std::pair<gint32, gint32>;
 #define CSV_BYTES(literal) std::string(literal, sizeof(literal) - 1)
 
 constexpr size_t CSV_BLOCK = VEL_CSV_PARSER_BLOCK_SIZE;
+
+/// Visits every text up to a length over some bytes, until one fails.
+inline void csv_for_each_text(const std::string &bytes, size_t max_length,
+                              const std::function<void(const std::string &)> &visit)
+{
+    for (size_t length = 0; length <= max_length; length++) {
+        std::vector<size_t> digits(length, 0);
+        while (!testing::Test::HasFatalFailure()) {
+            std::string text;
+            for (const size_t digit : digits)
+                text += bytes[digit];
+            visit(text);
+            size_t place = 0;
+            while (place < length && ++digits[place] == bytes.size())
+                digits[place++] = 0;
+            if (place == length)
+                break;
+        }
+    }
+}
 
 /// A file with some bytes in it, removed at the end.
 struct CsvTempFile {

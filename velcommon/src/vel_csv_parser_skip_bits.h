@@ -1,0 +1,22 @@
+// Bit arithmetic for the kernels of vel_csv_parser_skip.h on processors without instructions for
+// it.
+#pragma once
+
+#include <glib.h>
+
+/// Each bit of the result is the sum modulo 2 of the bits up to its place.
+static inline guint64 vel_simd_prefix_xor(guint64 bits)
+{
+    for (gint step = 1; step < 64; step *= 2)
+        bits ^= bits << step;
+    return bits;
+}
+
+/// The number of bits.
+static inline gint64 vel_simd_popcount(guint64 bits)
+{
+    bits -= bits >> 1 & 0x5555555555555555;
+    bits = (bits & 0x3333333333333333) + (bits >> 2 & 0x3333333333333333);
+    bits = (bits + (bits >> 4)) & 0x0f0f0f0f0f0f0f0f;
+    return static_cast<gint64>(bits * 0x0101010101010101 >> 56);
+}
