@@ -122,7 +122,9 @@ TEST(VelCsvParserLimit, SkippingMeetsTheSameErrorInTheSamePlace)
     // In the last two the field too many has no separator in front of it.
     for (const std::string end : {"\n", ",\n", ",a\n", ",\"\",a\n", ",\"a\"b\n", ",\"\"b,c\n"}) {
         for (size_t fewer = 0; fewer < 4; fewer++) {
-            const std::string text = "x,y\n" + fields(LIMIT - fewer) + end + "b\nc,d,e\n";
+            // What is behind it fills groups of bytes that would be taken at once.
+            const std::string text =
+                "x,y\n" + fields(LIMIT - fewer) + end + "b\nc,d,e\n" + std::string(600, 'z') + "\n";
             const CsvTempFile file(text);
             CsvReader read;
             CsvReader skip;
