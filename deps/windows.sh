@@ -151,6 +151,33 @@ windows_finish() {
     find lib -name '*.a' -exec "$STRIP" --strip-debug {} +
 }
 
+# The libraries of each package, with the package in front.
+windows_libraries() {
+    cat <<'LIST'
+libffi libffi.a
+pcre2 libpcre2-8.a
+gettext libintl.a
+sqlite3 libsqlite3.a
+glib2.0 libgio-2.0.a libglib-2.0.a libgmodule-2.0.a libgobject-2.0.a libgthread-2.0.a
+LIST
+}
+
+# Whoever passes on a program with the libraries inside has to tell whose they are: share/quorlen/libraries has a line
+# per library, with its source package and that package's version, share/quorlen/copyright the packages' own words.
+windows_origins() {
+    local to=$stage$windows_prefix/share/quorlen package version libraries zlib=libz-mingw-w64-dev
+    mkdir -p "$to/copyright"
+    while read -r package libraries; do
+        version=$(dpkg-parsechangelog -l "$work/$package/debian/changelog" -S Version)
+        # shellcheck disable=SC2086 # several names
+        printf "%s $package $version\\n" $libraries
+        cp "$work/$package/debian/copyright" "$to/copyright/$package"
+    done < <(windows_libraries) >"$to/libraries"
+    package=$(dpkg-query -W -f='${source:Package}' "$zlib")
+    printf 'libz.a %s %s\n' "$package" "$(dpkg-query -W -f='${source:Version}' "$zlib")" >>"$to/libraries"
+    cp "/usr/share/doc/$zlib/copyright" "$to/copyright/$package"
+}
+
 windows_build() {
     windows_environment
     quorlen_step "$log" "libffi for Windows" windows_libffi
@@ -161,6 +188,7 @@ windows_build() {
     quorlen_step "$log" "GoogleTest for Windows" windows_googletest
     quorlen_step "$log" "GLib for Windows (about two minutes)" windows_glib
     quorlen_step "$log" "pkg-config files and clean-up" windows_finish
+    quorlen_step "$log" "Origins of the libraries" windows_origins
     built=$stage$windows_prefix
 }
 # Debian's patches to gettext touch what its configure script is made from; without them nothing is made again.
