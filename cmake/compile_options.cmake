@@ -12,6 +12,11 @@ endif()
 add_library(vel_product INTERFACE)
 target_link_libraries(vel_product INTERFACE vel_strict)
 target_compile_options(vel_product INTERFACE -fno-exceptions -fno-rtti)
+if(WIN32)
+  # For the file with the symbols. The libraries' headers go by their names in the repository there, not by those of the
+  # user's own cache that the links lead to.
+  target_compile_options(vel_product INTERFACE -g -fno-canonical-system-headers)
+endif()
 
 if(VEL_SANITIZE)
   add_compile_options(-fsanitize=${VEL_SANITIZE} -fno-omit-frame-pointer -fno-sanitize-recover=all)
@@ -28,5 +33,6 @@ endif()
 
 if(WIN32)
   add_compile_definitions(UNICODE _UNICODE WIN32_LEAN_AND_MEAN NOMINMAX _WIN32_WINNT=0x0A00)
-  add_link_options(-static)
+  # The same sources make the same program, whenever it is linked.
+  add_link_options(-static LINKER:--no-insert-timestamp)
 endif()
