@@ -1,17 +1,23 @@
 #!/usr/bin/env bash
-# deps/install.sh [run|test|fuzz|coverage|bench|bench-native]: installs the Debian packages that are missing, for running
-# the program (./run), for all tests (./test), for fuzzing (./fuzz), for measuring what the tests run (./coverage) or how
-# fast the program is (./bench). Says what and why first; uses sudo when not root; does nothing when all are there.
+# deps/install.sh [package|run|test|fuzz|coverage|bench|bench-native]: installs the Debian packages that are missing, for
+# packaging the program (./package), for running it (./run), for all tests (./test), for fuzzing (./fuzz), for measuring
+# what the tests run (./coverage) or how fast the program is (./bench). Says what and why first; uses sudo when not root; does nothing when all are there.
 set -euo pipefail
 root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 . "$root/tools/lib.sh"
 
 # Each line: what for, a colon, the packages.
-install_packages_to_run() {
+install_packages_to_package() {
     cat <<'LIST'
 the compiler for 64-bit Windows: g++-mingw-w64-x86-64-posix binutils-mingw-w64-x86-64 libz-mingw-w64-dev
 the build: cmake ninja-build pkgconf make
 building GLib, SQLite and GoogleTest for Windows: dpkg-dev gcc libc6-dev meson python3 tcl googletest
+LIST
+}
+
+install_packages_to_run() {
+    install_packages_to_package
+    cat <<'LIST'
 running Windows programs: wine wine64 fonts-wine libxcomposite1 libxcursor1 libxi6 libxrandr2 libxrender1
 the virtual display and screenshots: xvfb x11-xkb-utils imagemagick
 LIST
@@ -99,7 +105,7 @@ install_all() {
 }
 
 purpose_wanted=${1:-test}
-[[ $purpose_wanted == @(run|test|fuzz|coverage|bench|bench-native) ]] ||
-    quorlen_fail "usage: deps/install.sh [run|test|fuzz|coverage|bench|bench-native]"
+[[ $purpose_wanted == @(package|run|test|fuzz|coverage|bench|bench-native) ]] ||
+    quorlen_fail "usage: deps/install.sh [package|run|test|fuzz|coverage|bench|bench-native]"
 install_find_missing
 ((${#missing[@]} == 0)) || install_all

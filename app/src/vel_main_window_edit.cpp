@@ -62,7 +62,8 @@ static void vel_main_window_add_about_lines(HWND panel)
         g_strdup_printf("Built with GLib %u.%u.%u (GNU LGPL) and SQLite %s", glib_major_version,
                         glib_minor_version, glib_micro_version, sqlite3_libversion());
     const gchar *const lines[] = {"Quorlen - viewer for CSV (comma separated values) files",
-                                  "Version " QUORLEN_VERSION, built_with};
+                                  "Version " QUORLEN_VERSION ", licences in THIRD-PARTY-NOTICES",
+                                  built_with};
     vel_grid_layout layout;
     vel_grid_layout_init(&layout);
     for (gint32 i = 0; i < gint32(G_N_ELEMENTS(lines)); i++) {

@@ -127,7 +127,8 @@ TEST_F(VelMainWindowCommand, AboutTellsProgramVersionAndLibraries)
         const HWND panel = panelOf(dialog);
         EXPECT_EQ(textOf(childOf(panel, L"Static", 0)),
                   "Quorlen - viewer for CSV (comma separated values) files");
-        EXPECT_EQ(textOf(childOf(panel, L"Static", 1)), "Version " QUORLEN_VERSION);
+        EXPECT_EQ(textOf(childOf(panel, L"Static", 1)),
+                  "Version " QUORLEN_VERSION ", licences in THIRD-PARTY-NOTICES");
         const std::string libraries = textOf(childOf(panel, L"Static", 2));
         EXPECT_NE(libraries.find("GLib"), std::string::npos) << libraries;
         EXPECT_NE(libraries.find("LGPL"), std::string::npos) << libraries;
