@@ -5,6 +5,10 @@ target_compile_options(vel_strict INTERFACE
   -Wnon-virtual-dtor -Woverloaded-virtual -Wimplicit-fallthrough -Wcast-align -Werror
   # Messages and assertions name files relative to the repository, wherever it was checked out.
   "-ffile-prefix-map=${CMAKE_SOURCE_DIR}/=")
+if(WIN32)
+  # Debuggers put the folder of the build in front of these names; nothing is what finds them from the repository.
+  target_compile_options(vel_strict INTERFACE "-fdebug-prefix-map=${CMAKE_BINARY_DIR}=.")
+endif()
 if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
   target_compile_options(vel_strict INTERFACE -Wduplicated-cond -Wlogical-op)
 endif()

@@ -8,6 +8,7 @@ time in them is SECONDS since 1970.
 import argparse
 import hashlib
 import os
+import re
 import shutil
 import sys
 import textwrap
@@ -132,9 +133,9 @@ def write_checksums(dist, names):
 
 
 def check_changelog(version):
-    newest = read(ROOT, "CHANGELOG").decode("utf-8").split("\n## ")[1].split()[0]
-    if newest != version:
-        raise ValueError("CHANGELOG tells of %s first, not of %s" % (newest, version))
+    newest = re.search(r"^## (\S+)", read(ROOT, "CHANGELOG").decode("utf-8"), re.M)
+    if not newest or newest.group(1) != version:
+        raise ValueError("CHANGELOG does not begin with version %s" % version)
 
 
 def make_package(build, prefix, version, epoch, dist):
