@@ -149,10 +149,8 @@ static vel_csv_parser_stop vel_csv_parser_skip_block(vel_csv_parser_skipping *s,
                 skip->pos++;
             return VEL_CSV_PARSER_STOP_DONE;
         }
-        const auto done = static_cast<gsize>(skip->pos - skip->block);
-        const gsize left = VEL_CSV_PARSER_GROUP - done % VEL_CSV_PARSER_GROUP;
         const auto in_block = static_cast<gsize>(skip->end - skip->pos);
-        stop = vel_csv_parser_skip_bytes(s, skip->pos + MIN(left, in_block));
+        stop = vel_csv_parser_skip_bytes(s, skip->pos + MIN(VEL_CSV_PARSER_GROUP, in_block));
     }
     return stop;
 }
@@ -300,7 +298,8 @@ static vel_csv_parser_skipping vel_csv_parser_skip_begin(vel_csv_parser *parser,
     s.floor = s.skip.pos;
     s.skip.separator = static_cast<guint8>(parser->separator);
     s.skip.wanted = n;
-    s.skip.fields_limit = gint64{VEL_CSV_PARSER_RECORD_MAX} - gint64{VEL_CSV_PARSER_GROUP};
+    s.skip.fields_limit =
+        gint64{VEL_CSV_PARSER_RECORD_MAX} - gint64{VEL_CSV_PARSER_BATCH * VEL_CSV_PARSER_GROUP};
     parser->is_cut = FALSE;
     return s;
 }

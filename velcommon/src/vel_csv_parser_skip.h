@@ -20,8 +20,21 @@
 /// Bytes that a kernel takes at a time.
 static constexpr gsize VEL_CSV_PARSER_GROUP = 256;
 
-/// Words of 64 bits, one bit per byte, in a group.
+/// Groups that a kernel takes in one go at most.
+static constexpr gsize VEL_CSV_PARSER_BATCH = 4;
+
+/// Words of 64 bits, one bit per byte, in a group and in so many of them.
 static constexpr gsize VEL_CSV_PARSER_GROUP_WORDS = VEL_CSV_PARSER_GROUP / 64;
+static constexpr gsize VEL_CSV_PARSER_BATCH_WORDS =
+    VEL_CSV_PARSER_BATCH * VEL_CSV_PARSER_GROUP_WORDS;
+
+/// Where the bytes of each kind are. A group's first byte is the lowest bit of its first word.
+typedef struct vel_csv_parser_sight {
+    guint64 quotes[VEL_CSV_PARSER_BATCH_WORDS];
+    guint64 separators[VEL_CSV_PARSER_BATCH_WORDS];
+    guint64 feeds[VEL_CSV_PARSER_BATCH_WORDS];
+    guint64 returns[VEL_CSV_PARSER_BATCH_WORDS];
+} vel_csv_parser_sight;
 
 /// Where inside a record a position is.
 typedef enum vel_csv_parser_place {
@@ -39,23 +52,23 @@ typedef enum vel_csv_parser_place {
 
 /// A walk over records. Counts are of what lies in front of `pos`.
 typedef struct vel_csv_parser_skip {
-    const guint8 *block; ///< First byte of the block; groups begin at multiples from here.
+    const guint8 *block; ///< First byte of the block.
     const guint8 *pos;   ///< Next byte.
     const guint8 *end;   ///< Behind the last byte of the block.
     guint8 separator;    ///< ASCII, none of the other bytes that matter.
     vel_csv_parser_place place;
     gint64 wanted;        ///< Records that are still to be skipped.
     gint64 fields;        ///< Fields of the present record that are over.
-    gint64 fields_limit;  ///< A record of more fields than this is left to the exact reader.
+    gint64 fields_limit;  ///< With so many fields or more a record is left to the exact reader.
     gint64 max_fields;    ///< Fields of the largest record that is over.
     bool only_records;    ///< Fields need not be counted.
     const guint8 *record; ///< With only_records: behind the end of the last record that is over, as
                           ///< far as its first byte; null before there is one.
 } vel_csv_parser_skip;
 
-/// Walks over whole groups, at most to the last whole one of the block. Ends there, behind the last
-/// wanted record (between the bytes of a CR LF that ends it), or in front of a group that it
-/// leaves to the exact reader.
+/// Walks over whole groups of 256 bytes as long as there are any in the block. Ends there, behind
+/// the last wanted record (between the bytes of a CR LF that ends it), or in front of a group that
+/// it leaves to the exact reader.
 typedef void vel_csv_parser_skip_kernel(vel_csv_parser_skip *skip);
 
 vel_csv_parser_skip_kernel vel_csv_parser_skip_portable;

@@ -1,15 +1,14 @@
 // Bit arithmetic for the kernels of vel_csv_parser_skip.h on processors without instructions for
-// it.
+// it, for sources that have vel_simd_words.
 #pragma once
 
 #include <glib.h>
 
-/// Each bit of the result is the sum modulo 2 of the bits up to its place.
-static inline guint64 vel_simd_prefix_xor(guint64 bits)
+/// Makes each bit of a word the sum modulo 2 of the word's bits up to its place.
+static inline void vel_simd_prefix_xor(vel_simd_words *bits)
 {
     for (gint step = 1; step < 64; step *= 2)
-        bits ^= bits << step;
-    return bits;
+        *bits ^= *bits << step;
 }
 
 /// The number of bits.

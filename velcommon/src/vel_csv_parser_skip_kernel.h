@@ -1,46 +1,55 @@
 // The kernel of vel_csv_parser_skip.h, in the instruction set of the source that includes it, once.
-// That source defines VEL_CSV_PARSER_SKIP_KERNEL, the kernel's name, and these functions, the first
-// of them on 64 bytes, of which the first is the result's lowest bit, the others on a group:
-//   vel_simd_bits()        where a byte is
-//   vel_simd_has_quote_or_return_or_zero(), vel_simd_has_return(), vel_simd_has_zero()
-// and on 64 bits:
-//   vel_simd_prefix_xor()  each bit of the result is the sum modulo 2 of the bits up to its place
-//   vel_simd_popcount()
-// No vector is kept in memory: on 64-bit Windows the stack is not aligned for the large ones.
+// That source defines VEL_CSV_PARSER_SKIP_KERNEL, the kernel's name, and
+//   vel_simd_words            a vector of one or more words of 64 bits, with these functions:
+//   vel_simd_turn()           from the last word to the first, from the others to the next ones
+//   vel_simd_replace_first()  the first word is the other vector's first
+//   vel_simd_spread_last()    all words are the last one
+//   vel_simd_prefix_xor()     each bit is the sum modulo 2 of its word's bits up to its place
+// and, the first byte the lowest bit,
+//   vel_simd_bits()           where among 64 bytes one is
+//   vel_simd_has_quote_or_return_or_zero()  whether a group has one of these bytes
+//   vel_simd_look()           where the bytes of each kind are among a multiple of 64; false when
+//   one
+//                             is zero
+//   vel_simd_popcount()       the number of bits of a word
+// No vector is kept in memory where it must be aligned: on 64-bit Windows the stack is not, for the
+// large ones.
 
-// Up to so many ends in a group it is as quick to look at each.
+#define VEL_CSV_PARSER_INLINE static inline __attribute__((always_inline))
+
+// Up to so many ends it is as quick to look at each.
 static constexpr gint64 VEL_CSV_PARSER_FEW_ENDS = 4;
 
-// What crosses from one byte to the next. Flags are bits at the place of the next byte.
+static constexpr gsize VEL_CSV_PARSER_VECTOR_WORDS = sizeof(vel_simd_words) / sizeof(guint64);
+
+// What crosses from one byte to the next. Flags are the lowest bit.
 typedef struct vel_csv_parser_carry {
     guint64 inside;   ///< All bits: the byte before is inside quotes.
-    guint64 opens;    ///< Flag: a quote may open a field here.
-    guint64 closed;   ///< Flag: the byte before is a quote that closed a field.
+    guint64 quote;    ///< Flag: the byte before is a quote.
+    guint64 plain;    ///< Flag: the byte before is part of a field without quotes.
     guint64 returned; ///< Flag: the byte before is a carriage return that ended a record.
 } vel_csv_parser_carry;
 
-// What the group before was like, for a guess at what the next one is like.
+// What the last groups were like, for a guess at what the next ones are like.
 typedef struct vel_csv_parser_mood {
-    bool busy;    ///< It had quotes or carriage returns, or lay inside quotes.
-    bool returns; ///< It had carriage returns.
-    bool deep;    ///< All of it lay inside quotes.
+    bool busy;  ///< The last one had quotes or carriage returns, or ended inside quotes.
+    bool deep;  ///< All of it lay inside quotes.
+    bool exact; ///< None had to be left to the exact reader.
 } vel_csv_parser_mood;
 
-// Bits of what counts in a group.
-typedef struct vel_csv_parser_group {
-    guint64 separators[VEL_CSV_PARSER_GROUP_WORDS]; ///< Separators between two fields.
-    guint64 ends[VEL_CSV_PARSER_GROUP_WORDS];       ///< Line feeds and returns that end a record.
-    guint64 specials[VEL_CSV_PARSER_GROUP_WORDS];   ///< Separators, line feeds and returns.
-} vel_csv_parser_group;
+// Bits of what counts.
+typedef struct vel_csv_parser_events {
+    guint64 separators[VEL_CSV_PARSER_BATCH_WORDS]; ///< Separators between two fields.
+    guint64 ends[VEL_CSV_PARSER_BATCH_WORDS];       ///< Line feeds and returns that end a record.
+} vel_csv_parser_events;
 
-static inline vel_csv_parser_carry vel_csv_parser_carry_of(vel_csv_parser_place place, gsize bit)
+static inline vel_csv_parser_carry vel_csv_parser_carry_of(vel_csv_parser_place place)
 {
-    const guint64 flag = guint64{1} << bit;
     vel_csv_parser_carry carry;
     carry.inside = place == VEL_CSV_PARSER_PLACE_QUOTED ? ~guint64{0} : 0;
-    carry.closed = place == VEL_CSV_PARSER_PLACE_QUOTE ? flag : 0;
-    carry.returned = place == VEL_CSV_PARSER_PLACE_RETURN ? flag : 0;
-    carry.opens = place == VEL_CSV_PARSER_PLACE_START ? flag : carry.closed | carry.returned;
+    carry.quote = place == VEL_CSV_PARSER_PLACE_QUOTE ? 1 : 0;
+    carry.plain = place == VEL_CSV_PARSER_PLACE_UNQUOTED ? 1 : 0;
+    carry.returned = place == VEL_CSV_PARSER_PLACE_RETURN ? 1 : 0;
     return carry;
 }
 
@@ -48,97 +57,150 @@ static inline vel_csv_parser_place vel_csv_parser_carry_place(vel_csv_parser_car
 {
     if (carry.inside != 0)
         return VEL_CSV_PARSER_PLACE_QUOTED;
-    if (carry.closed != 0)
+    if (carry.quote != 0)
         return VEL_CSV_PARSER_PLACE_QUOTE;
     if (carry.returned != 0)
         return VEL_CSV_PARSER_PLACE_RETURN;
-    return carry.opens != 0 ? VEL_CSV_PARSER_PLACE_START : VEL_CSV_PARSER_PLACE_UNQUOTED;
+    return carry.plain != 0 ? VEL_CSV_PARSER_PLACE_UNQUOTED : VEL_CSV_PARSER_PLACE_START;
 }
 
-// Puts the bits of a byte in a word for each 64 bytes, without those in front of `start`.
-static inline void vel_simd_group_bits(const guint8 *bytes, gsize start, guint8 byte, guint64 *bits)
+VEL_CSV_PARSER_INLINE vel_simd_words vel_simd_load_words(const guint64 *words)
 {
-    for (gsize word = 0; word < VEL_CSV_PARSER_GROUP_WORDS; word++) {
-        bits[word] = vel_simd_bits(bytes + 64 * word, byte);
-        if (word * 64 + 64 <= start)
-            bits[word] = 0;
-        else if (word * 64 < start)
-            bits[word] &= ~guint64{0} << start % 64;
-    }
+    vel_simd_words vector;
+    std::memcpy(&vector, words, sizeof vector);
+    return vector;
 }
 
-// Makes ends of carriage returns, and of line feeds only those that do not follow one. Quotes come
-// later.
-static inline void vel_csv_parser_apply_returns(vel_csv_parser_group *group, const guint64 *returns,
-                                                gsize first, vel_csv_parser_carry *carry)
+VEL_CSV_PARSER_INLINE void vel_simd_store_words(guint64 *words, vel_simd_words vector)
 {
-    for (gsize word = first; word < VEL_CSV_PARSER_GROUP_WORDS; word++) {
-        group->specials[word] |= returns[word];
-        const guint64 pairs = group->ends[word] & (returns[word] << 1 | carry->returned);
-        group->ends[word] = (group->ends[word] ^ pairs) | returns[word];
-        carry->returned = returns[word] >> 63;
-    }
+    std::memcpy(words, &vector, sizeof vector);
 }
 
-// Leaves of the separators and ends of a group those outside quotes. The answer has no bit when
-// all quotes are regular.
-static inline guint64 vel_csv_parser_apply_quotes(vel_csv_parser_group *group,
-                                                  const guint64 *quotes, gsize first,
-                                                  vel_csv_parser_carry *carry)
+// Moves each bit to the place of the next byte.
+// @param before  in and out: its first word has the bit of the byte before
+VEL_CSV_PARSER_INLINE vel_simd_words vel_csv_parser_next(vel_simd_words bits,
+                                                         vel_simd_words *before)
 {
-    guint64 irregular = 0;
-    for (gsize word = first; word < VEL_CSV_PARSER_GROUP_WORDS; word++) {
-        const guint64 quote = quotes[word];
-        const guint64 inside = vel_simd_prefix_xor(quote) ^ carry->inside;
-        const guint64 special = group->specials[word] | quote;
-        const guint64 closing = quote & ~inside;
-        irregular |= quote & inside & ~(special << 1 | carry->opens);
-        irregular |= (closing << 1 | carry->closed) & ~special;
-        group->separators[word] &= ~inside;
-        group->ends[word] &= ~inside;
-        carry->inside = static_cast<guint64>(static_cast<gint64>(inside) >> 63);
-        carry->opens = special >> 63;
-        carry->closed = closing >> 63;
-    }
-    return irregular;
+    const vel_simd_words turned = vel_simd_turn(bits >> 63);
+    const vel_simd_words in = vel_simd_replace_first(turned, *before);
+    *before = turned;
+    return bits << 1 | in;
 }
 
-// Cuts off what is behind the n-th end. Returns the bytes up to there.
-static inline gsize vel_csv_parser_cut_group(vel_csv_parser_group *group, gint64 n)
+// Finds which bytes are inside quotes, the opening quote too, the closing one not.
+// @param before  in and out: all bits when the byte before is inside quotes
+VEL_CSV_PARSER_INLINE vel_simd_words vel_csv_parser_inside(vel_simd_words quotes,
+                                                           vel_simd_words *before)
+{
+    const vel_simd_words none = {};
+    vel_simd_words inside = quotes;
+    vel_simd_prefix_xor(&inside);
+    // All bits of the words that have an odd number of quotes, then of those that have it with all
+    // in front of them.
+    vel_simd_words odd = none - (inside >> 63);
+    vel_simd_words sum = odd;
+    for (gsize word = 1; word < VEL_CSV_PARSER_VECTOR_WORDS; word++) {
+        odd = vel_simd_replace_first(vel_simd_turn(odd), none);
+        sum ^= odd;
+    }
+    inside ^= *before ^ vel_simd_replace_first(vel_simd_turn(sum), none);
+    *before ^= vel_simd_spread_last(sum);
+    return inside;
+}
+
+// Looks at all bytes of some groups. Not inlined: what is written here in small pieces is read as
+// vectors, which takes a while to get through, and best waits until all groups have been seen.
+template <gsize groups>
+static __attribute__((noinline)) bool vel_csv_parser_look(const guint8 *bytes, guint8 separator,
+                                                          vel_csv_parser_sight *sight)
+{
+    return vel_simd_look(bytes, groups * VEL_CSV_PARSER_GROUP, separator, sight);
+}
+
+// Finds what counts, and what is carried on. False when a quote is irregular: a byte outside of
+// quotes that is neither separator nor end stands next to it.
+template <gsize groups>
+static __attribute__((noinline)) bool vel_csv_parser_classify(const vel_csv_parser_sight *sight,
+                                                              vel_csv_parser_carry *carry,
+                                                              vel_csv_parser_events *events)
+{
+    vel_simd_words inside_before = vel_simd_words{} + carry->inside;
+    vel_simd_words quote_before = {carry->quote};
+    vel_simd_words plain_before = {carry->plain};
+    vel_simd_words return_before = {carry->returned};
+    vel_simd_words irregular = {};
+    for (gsize word = 0; word < groups * VEL_CSV_PARSER_GROUP_WORDS;
+         word += VEL_CSV_PARSER_VECTOR_WORDS) {
+        const vel_simd_words quotes = vel_simd_load_words(sight->quotes + word);
+        const vel_simd_words returns = vel_simd_load_words(sight->returns + word);
+        const vel_simd_words separators = vel_simd_load_words(sight->separators + word);
+        const vel_simd_words feeds = vel_simd_load_words(sight->feeds + word);
+        // A line feed right behind a return is no end of its own.
+        const vel_simd_words ends =
+            (feeds & ~vel_csv_parser_next(returns, &return_before)) | returns;
+        const vel_simd_words inside = vel_csv_parser_inside(quotes, &inside_before);
+        const vel_simd_words plain = ~(inside | quotes | separators | feeds | returns);
+        irregular |= vel_csv_parser_next(quotes, &quote_before) & plain;
+        irregular |= vel_csv_parser_next(plain, &plain_before) & quotes;
+        vel_simd_store_words(events->separators + word, separators & ~inside);
+        vel_simd_store_words(events->ends + word, ends & ~inside);
+    }
+    guint64 any = 0;
+    for (gsize word = 0; word < VEL_CSV_PARSER_VECTOR_WORDS; word++)
+        any |= irregular[word];
+    if (any != 0)
+        return false;
+    *carry = {inside_before[0], quote_before[0], plain_before[0], return_before[0]};
+    return true;
+}
+
+// Takes away what is behind the n-th end. Returns the bytes up to there.
+static inline gsize vel_csv_parser_cut(vel_csv_parser_events *events, gsize words, gint64 n)
 {
     gsize word = 0;
-    for (gint64 here; n > (here = vel_simd_popcount(group->ends[word])); word++)
+    for (gint64 here; word + 1 < words && n > (here = vel_simd_popcount(events->ends[word]));
+         word++)
         n -= here;
-    guint64 end = group->ends[word];
+    guint64 end = events->ends[word];
     while (--n > 0)
         end &= end - 1;
     end &= ~end + 1;
     const guint64 kept = end | (end - 1);
-    group->ends[word] &= kept;
-    group->separators[word] &= kept;
+    events->ends[word] &= kept;
+    events->separators[word] &= kept;
     const gsize length = word * 64 + static_cast<gsize>(__builtin_ctzll(end)) + 1;
-    while (++word < VEL_CSV_PARSER_GROUP_WORDS)
-        group->ends[word] = group->separators[word] = 0;
+    while (++word < words)
+        events->ends[word] = events->separators[word] = 0;
     return length;
 }
 
-// Counts the fields of a group, end by end.
-static inline void vel_csv_parser_count_each(vel_csv_parser_skip *skip,
-                                             const vel_csv_parser_group *group)
+// The bytes up to the last end, of which there is one.
+static inline gsize vel_csv_parser_up_to_end(const vel_csv_parser_events *events, gsize words)
 {
-    gint64 fields = skip->fields;
-    gint64 most = skip->max_fields - 1;
-    for (gsize word = 0; word < VEL_CSV_PARSER_GROUP_WORDS; word++) {
-        const guint64 separators = group->separators[word];
-        for (guint64 ends = group->ends[word]; ends != 0; ends &= ends - 1) {
+    gsize word = words - 1;
+    while (events->ends[word] == 0)
+        word--;
+    return 64 * word + 64 - static_cast<gsize>(__builtin_clzll(events->ends[word]));
+}
+
+// Counts fields, end by end.
+template <gsize words>
+VEL_CSV_PARSER_INLINE void vel_csv_parser_count_each(vel_csv_parser_skip *walk,
+                                                     const vel_csv_parser_events *events)
+{
+    gint64 fields = walk->fields;
+    gint64 most = walk->max_fields - 1;
+    for (gsize word = 0; word < words; word++) {
+        const guint64 separators = events->separators[word];
+        for (guint64 ends = events->ends[word]; ends != 0; ends &= ends - 1) {
             const gint64 before = vel_simd_popcount(separators & (ends ^ (ends - 1)));
             most = MAX(most, fields + before);
             fields = -before;
         }
         fields += vel_simd_popcount(separators);
     }
-    skip->fields = fields;
-    skip->max_fields = most + 1;
+    walk->fields = fields;
+    walk->max_fields = most + 1;
 }
 
 // Finds the separators that follow one of those given without an end of a record between them. A
@@ -154,168 +216,184 @@ static inline guint64 vel_csv_parser_chain(guint64 separators, guint64 events, g
     return sum & separators;
 }
 
-// Counts the fields of a group of records when the largest had two or three so far and the present
-// one has fewer. Nothing is counted, and the answer is false, when one may be larger.
-static inline bool vel_csv_parser_count_short(vel_csv_parser_skip *skip,
-                                              const vel_csv_parser_group *group)
+// Counts fields when the largest record had two or three so far and the present one has fewer.
+// Nothing is counted, and the answer is false, when one may be larger.
+template <gsize words>
+VEL_CSV_PARSER_INLINE bool vel_csv_parser_count_short(vel_csv_parser_skip *walk,
+                                                      const vel_csv_parser_events *events)
 {
-    const bool three = skip->max_fields == 3;
-    guint64 one = skip->fields > 0 ? 1 : 0;
-    guint64 two = skip->fields > 1 ? 1 : 0;
+    const bool three = walk->max_fields == 3;
+    guint64 one = walk->fields > 0 ? 1 : 0;
+    guint64 two = walk->fields > 1 ? 1 : 0;
     guint64 larger = 0;
-    for (gsize word = 0; word < VEL_CSV_PARSER_GROUP_WORDS; word++) {
-        const guint64 separators = group->separators[word];
-        const guint64 events = separators | group->ends[word];
-        guint64 next = vel_csv_parser_chain(separators, events, separators, &one);
+    for (gsize word = 0; word < words; word++) {
+        const guint64 separators = events->separators[word];
+        const guint64 all = separators | events->ends[word];
+        guint64 next = vel_csv_parser_chain(separators, all, separators, &one);
         if (three)
-            next = vel_csv_parser_chain(separators, events, next, &two);
+            next = vel_csv_parser_chain(separators, all, next, &two);
         larger |= next;
     }
     if (larger != 0)
         return false;
-    skip->fields = static_cast<gint64>(one + two);
+    walk->fields = static_cast<gint64>(one + two);
     return true;
 }
 
-// Counts the fields of a group.
-static inline void vel_csv_parser_count_fields(vel_csv_parser_skip *skip,
-                                               const vel_csv_parser_group *group, gint64 ends)
+template <gsize words>
+VEL_CSV_PARSER_INLINE void vel_csv_parser_count_fields(vel_csv_parser_skip *walk,
+                                                       const vel_csv_parser_events *events,
+                                                       gint64 ends)
 {
-    const bool is_short = skip->max_fields == 2 || skip->max_fields == 3;
-    if (ends > VEL_CSV_PARSER_FEW_ENDS && is_short && skip->fields < skip->max_fields &&
-        vel_csv_parser_count_short(skip, group))
+    const bool is_short = walk->max_fields == 2 || walk->max_fields == 3;
+    if (ends > VEL_CSV_PARSER_FEW_ENDS && is_short && walk->fields < walk->max_fields &&
+        vel_csv_parser_count_short<words>(walk, events))
         return;
-    vel_csv_parser_count_each(skip, group);
+    vel_csv_parser_count_each<words>(walk, events);
 }
 
-// The byte behind the last end in a group that has any.
-static inline const guint8 *vel_csv_parser_last_end(const guint8 *bytes,
-                                                    const vel_csv_parser_group *group)
+// Walks over what was found in some words. False when no more records are wanted then.
+template <gsize words>
+VEL_CSV_PARSER_INLINE bool vel_csv_parser_take(vel_csv_parser_skip *walk,
+                                               vel_csv_parser_events *events, bool only_records)
 {
-    gsize word = VEL_CSV_PARSER_GROUP_WORDS - 1;
-    while (group->ends[word] == 0)
-        word--;
-    return bytes + 64 * word + 64 - static_cast<gsize>(__builtin_clzll(group->ends[word]));
-}
-
-// What a kernel has done with a group.
-enum vel_csv_parser_step {
-    VEL_CSV_PARSER_STEP_TAKEN,  // The next group follows.
-    VEL_CSV_PARSER_STEP_ENOUGH, // No more records are wanted.
-    VEL_CSV_PARSER_STEP_LEFT,   // Nothing: it is for the exact reader.
-};
-
-// Finds the separators and ends of a group. False when that is for the exact reader.
-static inline __attribute__((always_inline)) bool
-vel_csv_parser_classify(const guint8 *bytes, gsize start, guint8 separator,
-                        vel_csv_parser_group *group, vel_csv_parser_carry *carry,
-                        vel_csv_parser_mood *mood, bool only_records)
-{
-    // Nothing but the closing quote counts in a long field.
-    if (mood->deep && !vel_simd_has_quote_or_return_or_zero(bytes)) {
-        *group = {};
-        carry->opens = carry->returned = 0;
-        return true;
-    }
-    vel_simd_group_bits(bytes, start, '\n', group->ends);
-    // In a text with line feeds alone one look for all that is rare is the quickest.
-    const bool plain = !mood->busy && (carry->closed | carry->returned) == 0 &&
-                       !vel_simd_has_quote_or_return_or_zero(bytes);
-    if (plain) {
-        const guint8 last = bytes[VEL_CSV_PARSER_GROUP - 1];
-        carry->opens = last == separator || last == '\n' ? 1 : 0;
-        if (only_records)
-            return true;
-    }
-    vel_simd_group_bits(bytes, start, separator, group->separators);
-    if (plain)
-        return true;
-    for (gsize word = 0; word < VEL_CSV_PARSER_GROUP_WORDS; word++)
-        group->specials[word] = group->separators[word] | group->ends[word];
-    if (vel_simd_has_zero(bytes))
-        return false;
-    guint64 bits[VEL_CSV_PARSER_GROUP_WORDS];
-    if (mood->returns || carry->returned != 0 || vel_simd_has_return(bytes)) {
-        vel_simd_group_bits(bytes, start, '\r', bits);
-        vel_csv_parser_apply_returns(group, bits, start / 64, carry);
-        mood->returns = (bits[0] | bits[1] | bits[2] | bits[3]) != 0;
-    }
-    vel_simd_group_bits(bytes, start, '"', bits);
-    const bool quotes = (bits[0] | bits[1] | bits[2] | bits[3]) != 0;
-    mood->deep = carry->inside != 0 && !quotes;
-    mood->busy = mood->returns || mood->deep || quotes;
-    return vel_csv_parser_apply_quotes(group, bits, start / 64, carry) == 0;
-}
-
-// Takes a group from a byte in it on.
-static inline __attribute__((always_inline)) vel_csv_parser_step
-vel_csv_parser_take_group(vel_csv_parser_skip *walk, vel_csv_parser_carry *carry,
-                          vel_csv_parser_mood *mood, const guint8 *bytes, gsize start,
-                          bool only_records)
-{
-    vel_csv_parser_group group = {};
-    vel_csv_parser_carry after = *carry;
-    if (!vel_csv_parser_classify(bytes, start, walk->separator, &group, &after, mood, only_records))
-        return VEL_CSV_PARSER_STEP_LEFT;
+    guint64 any = 0;
+    for (gsize word = 0; word < words; word++)
+        any |= events->ends[word];
     gint64 ends = 0;
-    if ((group.ends[0] | group.ends[1] | group.ends[2] | group.ends[3]) != 0) {
-        for (const guint64 word : group.ends)
-            ends += vel_simd_popcount(word);
+    if (any != 0) {
+        for (gsize word = 0; word < words; word++)
+            ends += vel_simd_popcount(events->ends[word]);
     }
-    if (ends >= walk->wanted) {
-        walk->pos = bytes + vel_csv_parser_cut_group(&group, walk->wanted);
-        if (only_records)
-            walk->record = walk->pos;
-        else
-            vel_csv_parser_count_fields(walk, &group, ends);
-        walk->wanted = 0;
-        walk->place =
-            walk->pos[-1] == '\r' ? VEL_CSV_PARSER_PLACE_RETURN : VEL_CSV_PARSER_PLACE_START;
-        return VEL_CSV_PARSER_STEP_ENOUGH;
-    }
+    const bool enough = ends >= walk->wanted;
+    const gsize length = enough ? vel_csv_parser_cut(events, words, walk->wanted) : 64 * words;
+    walk->wanted = enough ? 0 : walk->wanted - ends;
     if (!only_records)
-        vel_csv_parser_count_fields(walk, &group, ends);
+        vel_csv_parser_count_fields<words>(walk, events, ends);
     else if (ends > 0)
-        walk->record = vel_csv_parser_last_end(bytes, &group);
-    walk->wanted -= ends;
-    walk->pos = bytes + VEL_CSV_PARSER_GROUP;
-    *carry = after;
-    return VEL_CSV_PARSER_STEP_TAKEN;
+        walk->record = walk->pos + vel_csv_parser_up_to_end(events, words);
+    walk->pos += length;
+    return !enough;
 }
 
-static inline bool vel_csv_parser_has_group(const vel_csv_parser_skip *walk, const guint8 *bytes)
+// Takes some groups, whatever is in them. False when no more records are wanted then, or when the
+// one group is for the exact reader; several that have such a one are not taken.
+template <gsize groups>
+VEL_CSV_PARSER_INLINE bool vel_csv_parser_take_any(vel_csv_parser_skip *walk,
+                                                   vel_csv_parser_carry *carry,
+                                                   vel_csv_parser_mood *mood, bool only_records)
+{
+    constexpr gsize words = groups * VEL_CSV_PARSER_GROUP_WORDS;
+    vel_csv_parser_sight sight;
+    vel_csv_parser_events events;
+    const bool exact = vel_csv_parser_look<groups>(walk->pos, walk->separator, &sight) &&
+                       vel_csv_parser_classify<groups>(&sight, carry, &events);
+    mood->exact = exact;
+    if (!exact)
+        return groups > 1;
+    guint64 quotes = 0;
+    guint64 returns = 0;
+    for (gsize word = words - VEL_CSV_PARSER_GROUP_WORDS; word < words; word++) {
+        quotes |= sight.quotes[word];
+        returns |= sight.returns[word];
+    }
+    mood->deep = carry->inside != 0 && quotes == 0;
+    mood->busy = (carry->inside | quotes | returns) != 0;
+    return vel_csv_parser_take<words>(walk, &events, only_records);
+}
+
+// Takes a group that has neither quotes nor carriage returns nor zeros.
+VEL_CSV_PARSER_INLINE bool vel_csv_parser_take_plain(vel_csv_parser_skip *walk, bool only_records)
+{
+    vel_csv_parser_events events;
+    for (gsize word = 0; word < VEL_CSV_PARSER_GROUP_WORDS; word++) {
+        events.ends[word] = vel_simd_bits(walk->pos + 64 * word, '\n');
+        events.separators[word] =
+            only_records ? 0 : vel_simd_bits(walk->pos + 64 * word, walk->separator);
+    }
+    return vel_csv_parser_take<VEL_CSV_PARSER_GROUP_WORDS>(walk, &events, only_records);
+}
+
+// Whether so many groups can be taken.
+VEL_CSV_PARSER_INLINE bool vel_csv_parser_has_groups(const vel_csv_parser_skip *walk, gint64 n)
 {
     // Whether a line feed follows a return at the end of the block only the next block tells.
-    const gint64 left = walk->end - bytes - (walk->end[-1] == '\r' ? 1 : 0);
-    return left >= static_cast<gint64>(VEL_CSV_PARSER_GROUP) && walk->fields < walk->fields_limit;
+    const gint64 left = walk->end - walk->pos - (walk->end[-1] == '\r' ? 1 : 0);
+    return left >= n * gint64{VEL_CSV_PARSER_GROUP} && walk->fields < walk->fields_limit;
 }
 
-static inline __attribute__((always_inline)) void
-vel_csv_parser_walk_groups(vel_csv_parser_skip *skip, bool only_records)
+// Takes groups up to one that has quotes, carriage returns or zeros. False when no more records are
+// wanted or there are no more groups. This and vel_csv_parser_walk_any() are not one function,
+// because the compiler then has no registers left for this.
+template <bool only_records>
+static __attribute__((noinline)) bool vel_csv_parser_walk_plain(vel_csv_parser_skip *skip,
+                                                                vel_csv_parser_carry *carry)
 {
     vel_csv_parser_skip walk = *skip;
-    const gsize start = static_cast<gsize>(walk.pos - walk.block) % VEL_CSV_PARSER_GROUP;
-    const guint8 *bytes = walk.pos - start;
-    vel_csv_parser_carry carry = vel_csv_parser_carry_of(walk.place, start % 64);
-    vel_csv_parser_mood mood = {carry.inside != 0, false, false};
-    vel_csv_parser_step step = VEL_CSV_PARSER_STEP_TAKEN;
-    if (start > 0 && vel_csv_parser_has_group(&walk, bytes)) {
-        step = vel_csv_parser_take_group(&walk, &carry, &mood, bytes, start, only_records);
-        bytes += VEL_CSV_PARSER_GROUP;
+    bool plain = true;
+    bool more = true;
+    while (more && vel_csv_parser_has_groups(&walk, 1) &&
+           (plain = !vel_simd_has_quote_or_return_or_zero(walk.pos)))
+        more = vel_csv_parser_take_plain(&walk, only_records);
+    if (walk.pos > skip->pos) {
+        const guint8 last = walk.pos[-1];
+        *carry = {};
+        carry->plain = last == walk.separator || last == '\n' ? 0 : 1;
     }
-    while (step == VEL_CSV_PARSER_STEP_TAKEN && vel_csv_parser_has_group(&walk, bytes)) {
-        step = vel_csv_parser_take_group(&walk, &carry, &mood, bytes, 0, only_records);
-        bytes += VEL_CSV_PARSER_GROUP;
-    }
-    if (step != VEL_CSV_PARSER_STEP_ENOUGH)
-        walk.place = vel_csv_parser_carry_place(carry);
     *skip = walk;
+    return !plain;
+}
+
+// Passes over groups inside quotes up to one that has quotes, carriage returns or zeros.
+static void vel_csv_parser_walk_deep(vel_csv_parser_skip *walk, vel_csv_parser_carry *carry)
+{
+    while (vel_csv_parser_has_groups(walk, 1) && !vel_simd_has_quote_or_return_or_zero(walk->pos)) {
+        walk->pos += VEL_CSV_PARSER_GROUP;
+        *carry = {carry->inside, 0, 0, 0};
+    }
+}
+
+// Takes groups as long as they have quotes or carriage returns. False when no more records are
+// wanted, there are no more groups, or the next is for the exact reader.
+template <bool only_records>
+static __attribute__((noinline)) bool vel_csv_parser_walk_any(vel_csv_parser_skip *skip,
+                                                              vel_csv_parser_carry *carry)
+{
+    vel_csv_parser_skip walk = *skip;
+    vel_csv_parser_mood mood = {true, false, true};
+    bool more = true;
+    while (more && mood.busy && vel_csv_parser_has_groups(&walk, 1)) {
+        if (mood.exact && vel_csv_parser_has_groups(&walk, VEL_CSV_PARSER_BATCH))
+            more = vel_csv_parser_take_any<VEL_CSV_PARSER_BATCH>(&walk, carry, &mood, only_records);
+        else
+            more = vel_csv_parser_take_any<1>(&walk, carry, &mood, only_records);
+        if (mood.deep)
+            vel_csv_parser_walk_deep(&walk, carry);
+    }
+    *skip = walk;
+    return more && !mood.busy;
+}
+
+template <bool only_records> static void vel_csv_parser_walk_groups(vel_csv_parser_skip *walk)
+{
+    vel_csv_parser_carry carry = vel_csv_parser_carry_of(walk->place);
+    bool more = true;
+    while (more) {
+        const bool behind = (carry.inside | carry.quote | carry.returned) != 0;
+        more = (behind || vel_csv_parser_walk_plain<only_records>(walk, &carry)) &&
+               vel_csv_parser_walk_any<only_records>(walk, &carry);
+    }
+    if (walk->wanted > 0)
+        walk->place = vel_csv_parser_carry_place(carry);
+    else
+        walk->place =
+            walk->pos[-1] == '\r' ? VEL_CSV_PARSER_PLACE_RETURN : VEL_CSV_PARSER_PLACE_START;
 }
 
 void VEL_CSV_PARSER_SKIP_KERNEL(vel_csv_parser_skip *skip)
 {
     if (skip->only_records)
-        vel_csv_parser_walk_groups(skip, true);
+        vel_csv_parser_walk_groups<true>(skip);
     else
-        vel_csv_parser_walk_groups(skip, false);
+        vel_csv_parser_walk_groups<false>(skip);
 }

@@ -1,10 +1,13 @@
 // Skipping records with nothing but 64-bit arithmetic, eight bytes at a time.
 #include "vel_csv_parser_skip.h"
-#include "vel_csv_parser_skip_bits.h"
 
 #include <cstring>
 
 #define VEL_CSV_PARSER_SKIP_KERNEL vel_csv_parser_skip_portable
+
+typedef guint64 vel_simd_words __attribute__((vector_size(8)));
+
+#include "vel_csv_parser_skip_bits.h"
 
 static constexpr guint64 VEL_SIMD_EACH = 0x0101010101010101;
 
@@ -28,27 +31,42 @@ static inline guint64 vel_simd_bits(const guint8 *bytes, guint8 byte)
     return bits;
 }
 
-static inline bool vel_simd_has(const guint8 *group, guint8 byte)
+static inline bool vel_simd_has_quote_or_return_or_zero(const guint8 *group)
 {
     guint64 bits = 0;
-    for (gsize word = 0; word < VEL_CSV_PARSER_GROUP_WORDS; word++)
-        bits |= vel_simd_bits(group + 64 * word, byte);
+    for (gsize i = 0; i < VEL_CSV_PARSER_GROUP; i += 64)
+        bits |= vel_simd_bits(group + i, '"') | vel_simd_bits(group + i, '\r') |
+                vel_simd_bits(group + i, 0);
     return bits != 0;
 }
 
-static inline bool vel_simd_has_return(const guint8 *group)
+static inline bool vel_simd_look(const guint8 *bytes, gsize length, guint8 separator,
+                                 vel_csv_parser_sight *sight)
 {
-    return vel_simd_has(group, '\r');
+    guint64 zeros = 0;
+    for (gsize i = 0; i < length / 64; i++) {
+        sight->quotes[i] = vel_simd_bits(bytes + 64 * i, '"');
+        sight->separators[i] = vel_simd_bits(bytes + 64 * i, separator);
+        sight->feeds[i] = vel_simd_bits(bytes + 64 * i, '\n');
+        sight->returns[i] = vel_simd_bits(bytes + 64 * i, '\r');
+        zeros |= vel_simd_bits(bytes + 64 * i, 0);
+    }
+    return zeros == 0;
 }
 
-static inline bool vel_simd_has_zero(const guint8 *group)
+static inline vel_simd_words vel_simd_turn(vel_simd_words words)
 {
-    return vel_simd_has(group, 0);
+    return words;
 }
 
-static inline bool vel_simd_has_quote_or_return_or_zero(const guint8 *group)
+static inline vel_simd_words vel_simd_replace_first(vel_simd_words, vel_simd_words first)
 {
-    return vel_simd_has(group, '"') || vel_simd_has_return(group) || vel_simd_has_zero(group);
+    return first;
+}
+
+static inline vel_simd_words vel_simd_spread_last(vel_simd_words words)
+{
+    return words;
 }
 
 #include "vel_csv_parser_skip_kernel.h"
