@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # deps/install.sh [package|run|test|fuzz|coverage|bench|bench-native]: installs the Debian packages that are missing, for
 # packaging the program (./package), for running it (./run), for all tests (./test), for fuzzing (./fuzz), for measuring
-# what the tests run (./coverage) or how fast the program is (./bench). Says what and why first; uses sudo when not root; does nothing when all are there.
+# what the tests run (./coverage) or how fast the program is (./bench). Says what and why first; uses sudo when not root;
+# does nothing when all are there.
 set -euo pipefail
 root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 . "$root/tools/lib.sh"
