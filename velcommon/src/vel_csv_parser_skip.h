@@ -1,15 +1,18 @@
 // Skipping records: what the sources of vel_csv_parser_skip_records() share. Nobody else includes
 // this.
 //
-// The block is taken in groups of 256 bytes. Of each group the kernel of an instruction set makes
-// one bit per byte and kind of byte (separator, quote, line feed, carriage return), finds which
-// bytes are inside quotes by a prefix sum of the quotes modulo 2, and has with that every end of a
-// field and of a record in a few dozen instructions, without a branch per byte.
+// The block is taken in groups of 256 bytes from the start of a record on. A group without quotes,
+// carriage returns and zeros, as most are in many files, has its line feeds and separators counted
+// as they are. Of others the kernel of an instruction set makes one bit per byte and kind of byte
+// (separator, quote, line feed, carriage return), four groups at a time; finds which bytes are inside
+// quotes by a prefix sum of the quotes modulo 2; and has with that every end of a field and of a
+// record in a few instructions on vectors of bits, without a branch per byte.
 //
 // That is exact as long as quotes are regular, which the kernel checks on the same bits:
 //  - an opening quote follows a separator, the end of a line, the start of a record, or the quote
 //    that seemed to close the field; then the two stand for one quote inside of it,
 //  - what follows a closing quote is a separator, the end of a line, or another quote.
+// In other words, no byte outside of quotes stands next to a quote but separators and ends.
 // A group with any other quote, or with a zero byte, is given back untouched, and the exact
 // reader in vel_csv_parser_skip.cpp goes through it byte by byte. So it does with whatever is left
 // of a block that does not fill a group, and with everything that happens between two blocks.

@@ -323,25 +323,23 @@ VEL_CSV_PARSER_INLINE bool vel_csv_parser_has_groups(const vel_csv_parser_skip *
 }
 
 // Takes groups up to one that has quotes, carriage returns or zeros. False when no more records are
-// wanted or there are no more groups. This and vel_csv_parser_walk_any() are not one function,
+// wanted. This and vel_csv_parser_walk_any() are not one function,
 // because the compiler then has no registers left for this.
 template <bool only_records>
 static __attribute__((noinline)) bool vel_csv_parser_walk_plain(vel_csv_parser_skip *skip,
                                                                 vel_csv_parser_carry *carry)
 {
     vel_csv_parser_skip walk = *skip;
-    bool plain = true;
     bool more = true;
     while (more && vel_csv_parser_has_groups(&walk, 1) &&
-           (plain = !vel_simd_has_quote_or_return_or_zero(walk.pos)))
+           !vel_simd_has_quote_or_return_or_zero(walk.pos))
         more = vel_csv_parser_take_plain(&walk, only_records);
     if (walk.pos > skip->pos) {
         const guint8 last = walk.pos[-1];
-        *carry = {};
         carry->plain = last == walk.separator || last == '\n' ? 0 : 1;
     }
     *skip = walk;
-    return !plain;
+    return more;
 }
 
 // Passes over groups inside quotes up to one that has quotes, carriage returns or zeros.
