@@ -342,13 +342,12 @@ static __attribute__((noinline)) bool vel_csv_parser_walk_plain(vel_csv_parser_s
     return more;
 }
 
-// Passes over groups inside quotes up to one that has quotes, carriage returns or zeros.
-static void vel_csv_parser_walk_deep(vel_csv_parser_skip *walk, vel_csv_parser_carry *carry)
+// Passes over groups inside quotes up to one that has quotes, carriage returns or zeros. What is
+// carried stays what it was: inside quotes nothing else counts.
+static void vel_csv_parser_walk_deep(vel_csv_parser_skip *walk)
 {
-    while (vel_csv_parser_has_groups(walk, 1) && !vel_simd_has_quote_or_return_or_zero(walk->pos)) {
+    while (vel_csv_parser_has_groups(walk, 1) && !vel_simd_has_quote_or_return_or_zero(walk->pos))
         walk->pos += VEL_CSV_PARSER_GROUP;
-        *carry = {carry->inside, 0, 0, 0};
-    }
 }
 
 // Takes groups as long as they have quotes or carriage returns. False when no more records are
@@ -366,7 +365,7 @@ static __attribute__((noinline)) bool vel_csv_parser_walk_any(vel_csv_parser_ski
         else
             more = vel_csv_parser_take_any<1>(&walk, carry, &mood, only_records);
         if (mood.deep)
-            vel_csv_parser_walk_deep(&walk, carry);
+            vel_csv_parser_walk_deep(&walk);
     }
     *skip = walk;
     return more && !mood.busy;

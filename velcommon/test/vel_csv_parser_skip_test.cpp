@@ -123,6 +123,22 @@ TEST_P(VelCsvParserSkip, RandomMixturesOfKinds)
     }
 }
 
+static std::string repeat(const std::string &text, int n)
+{
+    std::string all;
+    for (int i = 0; i < n; i++)
+        all += text;
+    return all;
+}
+
+TEST_P(VelCsvParserSkip, ALargeRecordAmongSmallOnesCountsWhereverItsLastFieldIs)
+{
+    for (const char *small : {"1,2\n", "1,2,3\n", "1,2\r\n"})
+        for (std::size_t length = 0; length < 600; length += 3)
+            compare(repeat(small, 30) + "a,b,c,d," + std::string(length, 'x') + repeat(small, 200),
+                    1000);
+}
+
 TEST_P(VelCsvParserSkip, EverySeparator)
 {
     std::mt19937 random(20261123);
