@@ -4,9 +4,9 @@
 // The block is taken in groups of 256 bytes from the start of a record on. A group without quotes,
 // carriage returns and zeros, as most are in many files, has its line feeds and separators counted
 // as they are. Of others the kernel of an instruction set makes one bit per byte and kind of byte
-// (separator, quote, line feed, carriage return), four groups at a time; finds which bytes are inside
-// quotes by a prefix sum of the quotes modulo 2; and has with that every end of a field and of a
-// record in a few instructions on vectors of bits, without a branch per byte.
+// (separator, quote, line feed, carriage return), four groups at a time; finds which bytes are
+// inside quotes by a prefix sum of the quotes modulo 2; and has with that every end of a field and
+// of a record in a few instructions on vectors of bits, without a branch per byte.
 //
 // That is exact as long as quotes are regular, which the kernel checks on the same bits:
 //  - an opening quote follows a separator, the end of a line, the start of a record, or the quote
