@@ -298,6 +298,7 @@ static vel_csv_parser_skipping vel_csv_parser_skip_begin(vel_csv_parser *parser,
     s.floor = s.skip.pos;
     s.skip.separator = static_cast<guint8>(parser->separator);
     s.skip.wanted = n;
+    s.skip.compresses = vel_simd_compresses();
     s.skip.fields_limit =
         gint64{VEL_CSV_PARSER_RECORD_MAX} - gint64{VEL_CSV_PARSER_BATCH * VEL_CSV_PARSER_GROUP};
     parser->is_cut = FALSE;

@@ -64,6 +64,7 @@ typedef struct vel_csv_parser_skip {
     gint64 fields;        ///< Fields of the present record that are over.
     gint64 fields_limit;  ///< With so many fields or more a record is left to the exact reader.
     gint64 max_fields;    ///< Fields of the largest record that is over.
+    bool compresses;      ///< What vel_simd_compresses() says.
     bool only_records;    ///< Fields need not be counted.
     const guint8 *record; ///< With only_records: behind the end of the last record that is over, as
                           ///< far as its first byte; null before there is one.

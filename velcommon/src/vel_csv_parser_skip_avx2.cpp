@@ -89,6 +89,11 @@ static inline void vel_simd_prefix_xor(vel_simd_words *bits)
     *bits = reinterpret_cast<vel_simd_words>(_mm256_set_m128i(high_sums, low_sums));
 }
 
+static inline guint64 vel_simd_compress(guint64 bits, guint64 kept)
+{
+    return _pext_u64(bits, kept);
+}
+
 static inline gint64 vel_simd_popcount(guint64 bits)
 {
     return __builtin_popcountll(bits);

@@ -12,6 +12,8 @@
 //   one
 //                             is zero
 //   vel_simd_popcount()       the number of bits of a word
+//   vel_simd_compress()       those bits of a word that are at the places of others, side by side;
+//                             only called for a skip that compresses
 // No vector is kept in memory where it must be aligned: on 64-bit Windows the stack is not, for the
 // large ones.
 
@@ -19,6 +21,9 @@
 
 // Up to so many ends it is as quick to look at each.
 static constexpr gint64 VEL_CSV_PARSER_FEW_ENDS = 4;
+
+// From so many on it is quicker to compress them, where that can be done.
+static constexpr gint64 VEL_CSV_PARSER_MANY_ENDS = 8;
 
 static constexpr gsize VEL_CSV_PARSER_VECTOR_WORDS = sizeof(vel_simd_words) / sizeof(guint64);
 
@@ -186,13 +191,14 @@ static inline gsize vel_csv_parser_up_to_end(const vel_csv_parser_events *events
 // Counts fields, end by end.
 template <gsize words>
 VEL_CSV_PARSER_INLINE void vel_csv_parser_count_each(vel_csv_parser_skip *walk,
-                                                     const vel_csv_parser_events *events)
+                                                     const guint64 *all_separators,
+                                                     const guint64 *all_ends)
 {
     gint64 fields = walk->fields;
     gint64 most = walk->max_fields - 1;
     for (gsize word = 0; word < words; word++) {
-        const guint64 separators = events->separators[word];
-        for (guint64 ends = events->ends[word]; ends != 0; ends &= ends - 1) {
+        const guint64 separators = all_separators[word];
+        for (guint64 ends = all_ends[word]; ends != 0; ends &= ends - 1) {
             const gint64 before = vel_simd_popcount(separators & (ends ^ (ends - 1)));
             most = MAX(most, fields + before);
             fields = -before;
@@ -240,6 +246,37 @@ VEL_CSV_PARSER_INLINE bool vel_csv_parser_count_short(vel_csv_parser_skip *walk,
     return true;
 }
 
+// Counts the fields of a group without looking at each end, when no record in it is larger than the
+// largest so far. Nothing is counted, and the answer is false, when one may be larger, or when
+// there are too many separators and ends.
+VEL_CSV_PARSER_INLINE bool vel_csv_parser_count_row(vel_csv_parser_skip *walk,
+                                                    const guint64 *separators, const guint64 *ends)
+{
+    // One bit for each separator and none for each end, one behind the other, so that a record is a
+    // run of ones; the separators of the present record in front.
+    guint64 row = walk->fields < 64 ? (guint64{1} << walk->fields) - 1 : 0;
+    gint64 length = walk->fields;
+    for (gsize word = 0; word < VEL_CSV_PARSER_GROUP_WORDS && length < 64; word++) {
+        const guint64 events = separators[word] | ends[word];
+        row |= vel_simd_compress(separators[word], events) << length;
+        length += vel_simd_popcount(events);
+    }
+    if (length == 0 || length > 63)
+        return length == 0;
+    if (walk->max_fields < 64) {
+        // What is left of runs that long are the places where they begin.
+        guint64 larger = row;
+        gint64 run = 1;
+        for (; run * 2 <= walk->max_fields; run *= 2)
+            larger &= larger >> run;
+        larger &= larger >> (walk->max_fields - run);
+        if (larger != 0)
+            return false;
+    }
+    walk->fields = __builtin_clzll(~(row << (64 - length)));
+    return true;
+}
+
 template <gsize words>
 VEL_CSV_PARSER_INLINE void vel_csv_parser_count_fields(vel_csv_parser_skip *walk,
                                                        const vel_csv_parser_events *events,
@@ -249,7 +286,15 @@ VEL_CSV_PARSER_INLINE void vel_csv_parser_count_fields(vel_csv_parser_skip *walk
     if (ends > VEL_CSV_PARSER_FEW_ENDS && is_short && walk->fields < walk->max_fields &&
         vel_csv_parser_count_short<words>(walk, events))
         return;
-    vel_csv_parser_count_each<words>(walk, events);
+    if (ends <= VEL_CSV_PARSER_MANY_ENDS || !walk->compresses || walk->max_fields == 0) {
+        vel_csv_parser_count_each<words>(walk, events->separators, events->ends);
+        return;
+    }
+    for (gsize word = 0; word < words; word += VEL_CSV_PARSER_GROUP_WORDS) {
+        if (!vel_csv_parser_count_row(walk, events->separators + word, events->ends + word))
+            vel_csv_parser_count_each<VEL_CSV_PARSER_GROUP_WORDS>(walk, events->separators + word,
+                                                                  events->ends + word);
+    }
 }
 
 // Walks over what was found in some words. False when no more records are wanted then.

@@ -21,6 +21,16 @@ static vel_simd_set vel_simd_best(void)
 #endif
 }
 
+gboolean vel_simd_compresses(void)
+{
+#ifdef __x86_64__
+    return vel_simd_get() == VEL_SIMD_AVX2 && !__builtin_cpu_is("amdfam15h") &&
+           !__builtin_cpu_is("amdfam17h");
+#else
+    return FALSE;
+#endif
+}
+
 gboolean vel_simd_use(const gchar *name)
 {
     static const gchar *const names[] = {"portable", "sse2", "avx2"};

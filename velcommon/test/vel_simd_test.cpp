@@ -31,3 +31,13 @@ TEST(VelSimd, TheBestIsAtLeastWhatEveryProcessorHas)
     EXPECT_EQ(vel_simd_get(), VEL_SIMD_PORTABLE);
 #endif
 }
+
+TEST(VelSimd, BitsAreCompressedOnlyWithAvx2)
+{
+    ASSERT_TRUE(vel_simd_use("portable"));
+    EXPECT_FALSE(vel_simd_compresses());
+    if (vel_simd_use("sse2")) {
+        EXPECT_FALSE(vel_simd_compresses());
+    }
+    vel_simd_use(nullptr);
+}
