@@ -133,10 +133,12 @@ static std::string repeat(const std::string &text, int n)
 
 TEST_P(VelCsvParserSkip, ALargeRecordAmongSmallOnesCountsWhereverItsLastFieldIs)
 {
-    for (const char *small : {"1,2\n", "1,2,3\n", "1,2\r\n"})
-        for (std::size_t length = 0; length < 600; length += 3)
-            compare(repeat(small, 30) + "a,b,c,d," + std::string(length, 'x') + repeat(small, 200),
-                    1000);
+    for (const char *small : {"1,2\n", "1,2,3\n", "1,2\r\n", "1,2,3,4\n", "1,,,\r\n"})
+        for (const int separators : {4, 45, 70})
+            for (std::size_t length = 0; length < 600; length += 5)
+                compare(repeat(small, 30) + repeat(",", separators) + std::string(length, 'x') +
+                            repeat(small, 200),
+                        1000);
 }
 
 TEST_P(VelCsvParserSkip, EverySeparator)
