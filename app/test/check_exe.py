@@ -169,6 +169,8 @@ def check_manifest(resources, version):
         yield "is not asInvoker"
     if not re.search(r"<(\w+:)?longPathAware[^>]*>true<", text):
         yield "is not longPathAware"
+    if not re.search(r"<(\w+:)?dpiAware[^>]*>false<", text) or not re.search(r"<(\w+:)?dpiAwareness[^>]*>unaware<", text):
+        yield "promises to draw in the display's own pixels"
     if WINDOWS_10_AND_11 not in text.lower():
         yield "does not support Windows 10 and 11"
     if "activeCodePage" in text:
