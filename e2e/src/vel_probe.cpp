@@ -2,7 +2,12 @@
 // out as UTF-8, one line each.
 //
 //   vel_probe wait-counted SECONDS   0: the file is counted, 1: not yet, 2: a box "Error" is open,
-//   3: no window vel_probe wait-window SECONDS    0: the main window is visible, 2, 3 as above
+//                                    3: no window
+//   vel_probe wait-window SECONDS    0: the main window is visible, 2, 3 as above
+//   vel_probe wait-dialog TITLE      0: a dialog of the program or of the system has this title, 1
+//   vel_probe activate               brings the main window to the front; keys go there then
+//   vel_probe press KEY...           presses keys: "f3", "alt+h"
+//   vel_probe type TEXT
 //   vel_probe status | title | error | rect
 //   vel_probe close SECONDS          asks the main window to close; 0: it is gone
 //   vel_probe dismiss                presses the "Error" box's button
@@ -13,6 +18,8 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "vel_e2e_keys.h"
+#include "vel_e2e_text.h"
 #include "vel_remote_window.h"
 
 enum vel_probe_exit {
@@ -22,6 +29,8 @@ enum vel_probe_exit {
     VEL_PROBE_NO_WINDOW = 3,
     VEL_PROBE_USAGE = 64
 };
+
+constexpr DWORD DIALOG_MS = 10000;
 
 static HWND vel_probe_main_window()
 {
@@ -61,6 +70,41 @@ static vel_probe_exit vel_probe_wait_counted(DWORD timeout_ms)
     return vel_probe_result(vel_remote_window_wait_counted(
         vel_probe_main_window(), passed < timeout_ms ? timeout_ms - passed : 0,
         [] { return vel_probe_error_box() != nullptr || vel_probe_main_window() == nullptr; }));
+}
+
+static vel_probe_exit vel_probe_wait_dialog(const char *title)
+{
+    const std::wstring wanted = vel_e2e_to_utf_16(title);
+    const bool came = vel_remote_window_wait(DIALOG_MS, [&wanted] {
+        return IsWindowVisible(FindWindowW(L"SimpleDialog", wanted.c_str())) ||
+               IsWindowVisible(FindWindowW(L"#32770", wanted.c_str()));
+    });
+    return came ? VEL_PROBE_DONE : VEL_PROBE_NOT_YET;
+}
+
+static vel_probe_exit vel_probe_activate()
+{
+    const HWND window = vel_probe_main_window();
+    const bool active = vel_remote_window_wait(DIALOG_MS, [window] {
+        SetForegroundWindow(window);
+        return window != nullptr && GetForegroundWindow() == window;
+    });
+    return active ? VEL_PROBE_DONE : VEL_PROBE_NO_WINDOW;
+}
+
+static vel_probe_exit vel_probe_press(int count, char **names)
+{
+    for (int i = 0; i < count; i++) {
+        if (!vel_e2e_press_named(names[i]))
+            return VEL_PROBE_USAGE;
+    }
+    return VEL_PROBE_DONE;
+}
+
+static vel_probe_exit vel_probe_type(const char *text)
+{
+    vel_e2e_type(text);
+    return VEL_PROBE_DONE;
 }
 
 static vel_probe_exit vel_probe_close(DWORD timeout_ms)
@@ -120,18 +164,34 @@ static vel_probe_exit vel_probe_run(const char *command, double seconds)
         return vel_probe_close(timeout_ms);
     if (strcmp(command, "dismiss") == 0)
         return vel_probe_dismiss();
+    if (strcmp(command, "activate") == 0)
+        return vel_probe_activate();
     return VEL_PROBE_USAGE;
+}
+
+/// What takes texts, not seconds.
+static vel_probe_exit vel_probe_run_with_texts(const char *command, int count, char **texts)
+{
+    if (strcmp(command, "press") == 0)
+        return vel_probe_press(count, texts);
+    if (strcmp(command, "wait-dialog") == 0)
+        return vel_probe_wait_dialog(texts[0]);
+    if (strcmp(command, "type") == 0)
+        return vel_probe_type(texts[0]);
+    return vel_probe_run(command, strtod(texts[0], nullptr));
 }
 
 int main(int argc, char **argv)
 {
     _setmode(_fileno(stdout), _O_BINARY);
-    const vel_probe_exit result =
-        argc < 2 ? VEL_PROBE_USAGE
-                 : vel_probe_run(argv[1], argc > 2 ? strtod(argv[2], nullptr) : 10.0);
+    const vel_probe_exit result = argc < 2 ? VEL_PROBE_USAGE
+                                  : argc < 3
+                                      ? vel_probe_run(argv[1], 10.0)
+                                      : vel_probe_run_with_texts(argv[1], argc - 2, argv + 2);
     if (result == VEL_PROBE_USAGE)
         fprintf(stderr,
-                "usage: vel_probe wait-counted|wait-window|status|title|error|rect|close|dismiss "
-                "[SECONDS]\n");
+                "usage: vel_probe wait-counted|wait-window|status|title|error|rect|close|dismiss|"
+                "activate [SECONDS]\n"
+                "       vel_probe press KEY... | type TEXT | wait-dialog TITLE\n");
     return result;
 }

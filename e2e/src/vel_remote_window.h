@@ -61,6 +61,10 @@ std::vector<std::string> vel_remote_window_get_titles(HWND main_window, int limi
 /// Asks a main window to close, as its close box does. Does not wait.
 void vel_remote_window_close(HWND main_window);
 
+/// What the screen shows in a rectangle, row by row from the top, as 0x00RRGGBB.
+/// @param area  screen coordinates
+std::vector<DWORD> vel_remote_window_read_screen(const RECT &area);
+
 /// Saves what the screen shows in a rectangle as PNG.
 /// @param area  screen coordinates
 /// @param path  of the file, whose folder exists

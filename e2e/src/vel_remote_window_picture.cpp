@@ -32,6 +32,28 @@ static HBITMAP vel_remote_window_copy_screen(const RECT &area)
     return bitmap;
 }
 
+std::vector<DWORD> vel_remote_window_read_screen(const RECT &area)
+{
+    const int width = area.right - area.left;
+    const int height = area.bottom - area.top;
+    std::vector<DWORD> pixels(static_cast<size_t>(width) * static_cast<size_t>(height));
+    BITMAPINFO info = {};
+    info.bmiHeader.biSize = sizeof info.bmiHeader;
+    info.bmiHeader.biWidth = width;
+    // Negative: the first row is the uppermost.
+    info.bmiHeader.biHeight = -height;
+    info.bmiHeader.biPlanes = 1;
+    info.bmiHeader.biBitCount = 32;
+    const HBITMAP bitmap = vel_remote_window_copy_screen(area);
+    const HDC screen = GetDC(nullptr);
+    GetDIBits(screen, bitmap, 0, static_cast<UINT>(height), pixels.data(), &info, DIB_RGB_COLORS);
+    ReleaseDC(nullptr, screen);
+    DeleteObject(bitmap);
+    for (DWORD &pixel : pixels)
+        pixel &= 0xFFFFFF;
+    return pixels;
+}
+
 bool vel_remote_window_save_screen(const RECT &area, const std::wstring &path)
 {
     ULONG_PTR session = 0;

@@ -7,20 +7,9 @@
 namespace
 {
 
-constexpr DWORD KEY_MS = 15;
+constexpr DWORD SETTLE_MS = 75;
 constexpr DWORD PAINT_MS = 300;
 constexpr wchar_t MARKER[] = L"(marker)";
-
-void send_key(WORD key, WORD scan, DWORD flags)
-{
-    INPUT input = {};
-    input.type = INPUT_KEYBOARD;
-    input.ki.wVk = key;
-    input.ki.wScan = scan;
-    input.ki.dwFlags = flags;
-    SendInput(1, &input, sizeof input);
-    Sleep(KEY_MS);
-}
 
 bool open_clipboard()
 {
@@ -28,24 +17,6 @@ bool open_clipboard()
 }
 
 } // namespace
-
-void vel_e2e_press(WORD key, WORD held)
-{
-    if (held != 0)
-        send_key(held, 0, 0);
-    send_key(key, 0, 0);
-    send_key(key, 0, KEYEVENTF_KEYUP);
-    if (held != 0)
-        send_key(held, 0, KEYEVENTF_KEYUP);
-}
-
-void vel_e2e_type(const std::string &text)
-{
-    for (const wchar_t unit : vel_e2e_to_utf_16(text)) {
-        send_key(0, unit, KEYEVENTF_UNICODE);
-        send_key(0, unit, KEYEVENTF_UNICODE | KEYEVENTF_KEYUP);
-    }
-}
 
 std::string vel_e2e_clipboard()
 {
@@ -154,7 +125,7 @@ bool VelE2eCommandTest::answers(UINT timeout_ms)
 
 void VelE2eCommandTest::settle()
 {
-    Sleep(5 * KEY_MS);
+    Sleep(SETTLE_MS);
     EXPECT_TRUE(answers(VEL_E2E_TIMEOUT_MS));
 }
 

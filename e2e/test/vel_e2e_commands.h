@@ -5,6 +5,7 @@
 #include <memory>
 
 #include "vel_e2e_fixture.h"
+#include "vel_e2e_keys.h"
 
 /// The command identifiers of the menu.
 enum {
@@ -16,12 +17,6 @@ enum {
     VEL_E2E_COPY = 7,
     VEL_E2E_HEADERS = 8,
 };
-
-/// Presses and releases a key, with another one held or not.
-void vel_e2e_press(WORD key, WORD held = 0);
-
-/// Types a text. @param text  UTF-8
-void vel_e2e_type(const std::string &text);
 
 /// The text on the clipboard, UTF-8; "(busy)" or "(none)" when there is none.
 std::string vel_e2e_clipboard();
@@ -65,9 +60,8 @@ protected:
     HWND find(const wchar_t *window_class, const wchar_t *title);
     HWND child(HWND parent, const wchar_t *window_class, int n = 0);
     HWND main();
+    /// What has the keyboard in the program.
+    HWND focus();
 
     std::unique_ptr<VelE2eProgram> program;
-
-private:
-    HWND focus();
 };

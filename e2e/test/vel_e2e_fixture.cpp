@@ -90,25 +90,6 @@ std::wstring clipboard_text()
 
 } // namespace
 
-std::wstring vel_e2e_to_utf_16(const std::string &text)
-{
-    const int bytes = static_cast<int>(text.size());
-    const int units = MultiByteToWideChar(CP_UTF8, 0, text.data(), bytes, nullptr, 0);
-    std::wstring wide(static_cast<size_t>(units), L'\0');
-    MultiByteToWideChar(CP_UTF8, 0, text.data(), bytes, wide.data(), units);
-    return wide;
-}
-
-std::string vel_e2e_to_utf_8(const std::wstring &text)
-{
-    const int units = static_cast<int>(text.size());
-    const int bytes =
-        WideCharToMultiByte(CP_UTF8, 0, text.data(), units, nullptr, 0, nullptr, nullptr);
-    std::string narrow(static_cast<size_t>(bytes), '\0');
-    WideCharToMultiByte(CP_UTF8, 0, text.data(), units, narrow.data(), bytes, nullptr, nullptr);
-    return narrow;
-}
-
 std::wstring vel_e2e_settings_folder()
 {
     PWSTR roaming = nullptr;
@@ -128,15 +109,31 @@ VelE2eProgram::VelE2eProgram(const std::string &path)
     start(L" \"" + vel_e2e_to_utf_16(path) + L"\"");
 }
 
-void VelE2eProgram::start(const std::wstring &arguments)
+VelE2eProgram::VelE2eProgram(const std::string &arguments, const std::string &in)
 {
-    const fs::path program = program_folder().parent_path() / L"app" / L"quorlen.exe";
-    std::wstring command = L"\"" + program.wstring() + L"\"" + arguments;
+    start(L" " + vel_e2e_to_utf_16(arguments), vel_e2e_to_utf_16(in).c_str());
+}
+
+VelE2eProgram::VelE2eProgram(HANDLE process)
+{
+    process_.hProcess = process;
+    process_.dwProcessId = GetProcessId(process);
+}
+
+std::wstring VelE2eProgram::path()
+{
+    return program_folder().parent_path() / L"app" / L"quorlen.exe";
+}
+
+void VelE2eProgram::start(const std::wstring &arguments, const wchar_t *in)
+{
+    const std::wstring program = path();
+    std::wstring command = L"\"" + program + L"\"" + arguments;
     STARTUPINFOW startup = {};
     startup.cb = sizeof startup;
     EXPECT_TRUE(CreateProcessW(program.c_str(), command.data(), nullptr, nullptr, FALSE, 0, nullptr,
-                               nullptr, &startup, &process_))
-        << program << ": " << GetLastError();
+                               in, &startup, &process_))
+        << vel_e2e_to_utf_8(program) << ": " << GetLastError();
 }
 
 VelE2eProgram::~VelE2eProgram()
@@ -145,7 +142,8 @@ VelE2eProgram::~VelE2eProgram()
         return;
     TerminateProcess(process_.hProcess, 99);
     WaitForSingleObject(process_.hProcess, VEL_E2E_TIMEOUT_MS);
-    CloseHandle(process_.hThread);
+    if (process_.hThread != nullptr)
+        CloseHandle(process_.hThread);
     CloseHandle(process_.hProcess);
 }
 

@@ -8,13 +8,11 @@
 
 #include <windows.h>
 
+#include "vel_e2e_text.h"
 #include "vel_remote_window.h"
 
 /// How long anything may take that a test waits for.
 constexpr DWORD VEL_E2E_TIMEOUT_MS = 15000;
-
-std::wstring vel_e2e_to_utf_16(const std::string &text);
-std::string vel_e2e_to_utf_8(const std::wstring &text);
 
 /// One run of the program; ended with this object if it still runs then.
 class VelE2eProgram
@@ -24,6 +22,12 @@ public:
     VelE2eProgram();
     /// Starts it with a file. @param path  UTF-8, may be empty
     explicit VelE2eProgram(const std::string &path);
+    /// Starts it with arguments as they stand.
+    /// @param arguments  what follows the program's name on the command line
+    /// @param in         the folder that relative paths count from, UTF-8
+    VelE2eProgram(const std::string &arguments, const std::string &in);
+    /// Looks at a program that somebody else started. @param process  taken over
+    explicit VelE2eProgram(HANDLE process);
     ~VelE2eProgram();
     VelE2eProgram(const VelE2eProgram &) = delete;
     VelE2eProgram &operator=(const VelE2eProgram &) = delete;
@@ -54,13 +58,16 @@ public:
     /// Saves what its windows look like as a picture in the build folder's "screenshots".
     void screenshot(const std::string &name);
 
+    /// The program's own path.
+    static std::wstring path();
+
     DWORD id() const
     {
         return process_.dwProcessId;
     }
 
 private:
-    void start(const std::wstring &arguments);
+    void start(const std::wstring &arguments, const wchar_t *in = nullptr);
 
     PROCESS_INFORMATION process_ = {};
     HWND window_ = nullptr;
