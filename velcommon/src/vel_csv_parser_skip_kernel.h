@@ -409,7 +409,7 @@ static __attribute__((noinline)) bool vel_csv_parser_walk_any(vel_csv_parser_ski
             more = vel_csv_parser_take_any<VEL_CSV_PARSER_BATCH>(&walk, carry, &mood, only_records);
         else
             more = vel_csv_parser_take_any<1>(&walk, carry, &mood, only_records);
-        if (mood.deep)
+        if (more && mood.deep)
             vel_csv_parser_walk_deep(&walk);
     }
     *skip = walk;

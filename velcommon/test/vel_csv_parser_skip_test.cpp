@@ -141,6 +141,16 @@ TEST_P(VelCsvParserSkip, ALargeRecordAmongSmallOnesCountsWhereverItsLastFieldIs)
                         1000);
 }
 
+TEST_P(VelCsvParserSkip, NothingBehindTheLastWantedRecordIsPassedOver)
+{
+    for (std::size_t length = 0; length < 1200; length += 50) {
+        const std::string text =
+            "\"a\"\n" + std::string(length, 'x') + ",\"" + std::string(1500, 'q') + "\"\nb\n";
+        for (const gint32 n : {1, 2, 3, 4})
+            compare(text, n);
+    }
+}
+
 TEST_P(VelCsvParserSkip, EverySeparator)
 {
     std::mt19937 random(20261123);
