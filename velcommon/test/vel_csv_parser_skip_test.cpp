@@ -55,6 +55,8 @@ const std::vector<Kind> KINDS = {
     {"quotes anywhere", {"\"", "\"", "a", "b", ",", "\n", "\r"}},
     {"few quotes anywhere", {"abcdef,", "ghijk,", "lmnopqrstu\n", "\"", "vw,xy\r\n"}},
     {"zeros in quotes", {"\"a\",", "b,", "\n", "\"c", "d\",", std::string(1, '\0')}},
+    {"long fields with and without quotes",
+     {"\"a\"\n", std::string(300, 'x') + ",", "\"" + std::string(700, 'q') + "\",", "b\r\n"}},
     {"long quoted fields",
      {"\"" + std::string(300, 'q') + "\",", "\"" + std::string(700, '\n') + "\"\n", "a,"}},
     {"wide records",
