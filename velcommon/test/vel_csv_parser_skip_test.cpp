@@ -153,6 +153,14 @@ TEST_P(VelCsvParserSkip, NothingBehindTheLastWantedRecordIsPassedOver)
     }
 }
 
+TEST_P(VelCsvParserSkip, BytesBehindAClosingQuoteCountWhereverItStands)
+{
+    // The first bytes are irregular, so that what follows is gone through up to some quote.
+    for (std::size_t length = 200; length < 300; length++)
+        compare("\"a\"b," + std::string(length, 'x') + ",\"c\"d\n" + std::string(700, 'y') + "\n",
+                10);
+}
+
 TEST_P(VelCsvParserSkip, EverySeparator)
 {
     std::mt19937 random(20261123);
