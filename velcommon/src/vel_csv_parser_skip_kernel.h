@@ -8,9 +8,8 @@
 // and, the first byte the lowest bit,
 //   vel_simd_bits()           where among 64 bytes one is
 //   vel_simd_has_quote_or_return_or_zero()  whether a group has one of these bytes
-//   vel_simd_look()           where the bytes of each kind are among a multiple of 64; false when
-//   one
-//                             is zero
+//   vel_simd_look()           where the bytes of each kind are among a multiple of 64 bytes;
+//                             false when one is zero
 //   vel_simd_popcount()       the number of bits of a word
 //   vel_simd_compress()       those bits of a word that are at the places of others, side by side;
 //                             only called for a skip that compresses
@@ -368,8 +367,7 @@ VEL_CSV_PARSER_INLINE bool vel_csv_parser_has_groups(const vel_csv_parser_skip *
 }
 
 // Takes groups up to one that has quotes, carriage returns or zeros. False when no more records are
-// wanted. This and vel_csv_parser_walk_any() are not one function,
-// because the compiler then has no registers left for this.
+// wanted. Not one function with vel_csv_parser_walk_any(), which would leave too few registers.
 template <bool only_records>
 static __attribute__((noinline)) bool vel_csv_parser_walk_plain(vel_csv_parser_skip *skip,
                                                                 vel_csv_parser_carry *carry)
