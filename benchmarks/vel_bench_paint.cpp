@@ -16,6 +16,7 @@
 #include <string>
 #include <vector>
 
+#include "vel_bench_clock.h"
 #include "vel_gui.h"
 #include "vel_gui_table.h"
 
@@ -49,15 +50,6 @@ guint64 expected_digest(gint32 first_column)
         for (gint32 column = first_column; column < first_column + VISIBLE_COLUMNS; column++)
             digest += static_cast<guint64>(row) * 65536 + static_cast<guint64>(column);
     return digest;
-}
-
-double milliseconds()
-{
-    LARGE_INTEGER now;
-    LARGE_INTEGER frequency;
-    QueryPerformanceCounter(&now);
-    QueryPerformanceFrequency(&frequency);
-    return 1000.0 * static_cast<double>(now.QuadPart) / static_cast<double>(frequency.QuadPart);
 }
 
 double median(std::vector<double> times)
@@ -126,9 +118,9 @@ void create_table(Bench *bench, HWND parent)
         titles.push_back("Column " + std::to_string(column));
     for (const std::string &title : titles)
         texts.push_back(title.c_str());
-    const double start = milliseconds();
+    const double start = vel_bench_milliseconds();
     vel_gui_table_add_columns(&bench->table, bench->columns, texts.data(), COLUMN_WIDTH);
-    bench->add_ms = milliseconds() - start;
+    bench->add_ms = vel_bench_milliseconds() - start;
     vel_gui_table_set_num_rows(&bench->table, ROWS);
     resize(&bench->table);
     ShowWindow(bench->table.window, SW_HIDE);
@@ -141,11 +133,11 @@ double paint_once(Bench *bench, int place)
     pump();
     cells_asked = 0;
     cells_digest = 0;
-    const double start = milliseconds();
+    const double start = vel_bench_milliseconds();
     RedrawWindow(bench->table.window, nullptr, nullptr,
                  RDW_INVALIDATE | RDW_UPDATENOW | RDW_NOCHILDREN);
     GdiFlush();
-    const double time = milliseconds() - start;
+    const double time = vel_bench_milliseconds() - start;
     const bool is_right = cells_asked == VISIBLE_ROWS * VISIBLE_COLUMNS &&
                           cells_digest == expected_digest(bench->first_column(place));
     return is_right ? time : -1;
@@ -156,11 +148,11 @@ double step_once(Bench *bench)
 {
     vel_gui_table_set_origin(&bench->table, TOP_ROW, bench->first_column(1));
     pump();
-    const double start = milliseconds();
+    const double start = vel_bench_milliseconds();
     SendMessageW(bench->table.window, WM_HSCROLL, SB_LINERIGHT, 0);
     RedrawWindow(bench->table.window, nullptr, nullptr, RDW_UPDATENOW | RDW_ALLCHILDREN);
     GdiFlush();
-    return milliseconds() - start;
+    return vel_bench_milliseconds() - start;
 }
 
 /// The tables take turns, so that a busy machine slows all of them alike.

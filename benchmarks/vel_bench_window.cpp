@@ -21,6 +21,7 @@
 
 #include <psapi.h>
 
+#include "vel_bench_clock.h"
 #include "vel_remote_window.h"
 
 namespace
@@ -45,15 +46,6 @@ std::wstring program_path()
     return here.substr(0, here.find_last_of(L"\\/")) + L"\\..\\app\\quorlen.exe";
 }
 
-double milliseconds()
-{
-    LARGE_INTEGER now;
-    LARGE_INTEGER frequency;
-    QueryPerformanceCounter(&now);
-    QueryPerformanceFrequency(&frequency);
-    return 1000.0 * static_cast<double>(now.QuadPart) / static_cast<double>(frequency.QuadPart);
-}
-
 /// A run of the program.
 struct Run {
     PROCESS_INFORMATION process = {};
@@ -73,26 +65,10 @@ bool start(Run *run, const std::wstring &file)
 /// Whether there is something dark on a part of the screen: a text.
 bool has_text(const RECT &area)
 {
-    const int width = area.right - area.left;
-    const int height = area.bottom - area.top;
-    BITMAPINFO info = {};
-    info.bmiHeader = {sizeof info.bmiHeader, width, -height, 1, 32, BI_RGB, 0, 0, 0, 0, 0};
-    void *bits = nullptr;
-    const HDC screen = GetDC(nullptr);
-    const HDC memory = CreateCompatibleDC(screen);
-    const HBITMAP bitmap = CreateDIBSection(memory, &info, DIB_RGB_COLORS, &bits, nullptr, 0);
-    const HGDIOBJ previous = SelectObject(memory, bitmap);
-    BitBlt(memory, 0, 0, width, height, screen, area.left, area.top, SRCCOPY);
-    GdiFlush();
-    const auto *const pixels = static_cast<const RGBQUAD *>(bits);
-    const bool dark = std::any_of(pixels, pixels + width * height, [](RGBQUAD pixel) {
-        return pixel.rgbRed < 100 && pixel.rgbGreen < 100 && pixel.rgbBlue < 100;
+    const std::vector<DWORD> pixels = vel_remote_window_read_screen(area);
+    return std::any_of(pixels.begin(), pixels.end(), [](DWORD pixel) {
+        return (pixel >> 16) < 100 && (pixel >> 8 & 0xFF) < 100 && (pixel & 0xFF) < 100;
     });
-    SelectObject(memory, previous);
-    DeleteObject(bitmap);
-    DeleteDC(memory);
-    ReleaseDC(nullptr, screen);
-    return dark;
 }
 
 bool shows_record(Run *run)
@@ -115,12 +91,12 @@ bool shows_record(Run *run)
 /// Starts the program and waits for the first record. @return milliseconds, below 0 for none
 double open_file(Run *run, const std::wstring &file)
 {
-    const double begin = milliseconds();
+    const double begin = vel_bench_milliseconds();
     if (!start(run, file))
         return -1;
-    while (milliseconds() - begin < TIMEOUT_MS) {
+    while (vel_bench_milliseconds() - begin < TIMEOUT_MS) {
         if (shows_record(run))
-            return milliseconds() - begin;
+            return vel_bench_milliseconds() - begin;
         Sleep(1);
     }
     return -1;
@@ -221,8 +197,8 @@ double scroll(const Run &run, int seconds)
     mouse_event(MOUSEEVENTF_LEFTDOWN, 0, 0, 0, 0);
     std::mt19937 random(1);
     double most = 0;
-    const double begin = milliseconds();
-    while (milliseconds() - begin < 1000.0 * seconds) {
+    const double begin = vel_bench_milliseconds();
+    while (vel_bench_milliseconds() - begin < 1000.0 * seconds) {
         SetCursorPos(x, top + static_cast<int>(random() % static_cast<unsigned>(bottom - top)));
         Sleep(20);
         most = std::max(most, private_megabytes(run));

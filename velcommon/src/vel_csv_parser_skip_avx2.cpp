@@ -10,19 +10,30 @@
 
 typedef guint64 vel_simd_words __attribute__((vector_size(32), aligned(8)));
 
-static inline __m256i vel_simd_load(const guint8 *bytes)
+typedef __m256i vel_simd_bytes;
+typedef guint32 vel_simd_mask;
+
+static inline vel_simd_bytes vel_simd_load(const guint8 *bytes)
 {
-    return _mm256_loadu_si256(reinterpret_cast<const __m256i *>(bytes));
+    return _mm256_loadu_si256(reinterpret_cast<const vel_simd_bytes *>(bytes));
 }
 
-static inline guint64 vel_simd_bits(const guint8 *bytes, guint8 byte)
+static inline vel_simd_bytes vel_simd_fill(guint8 byte)
 {
-    const __m256i needle = _mm256_set1_epi8(static_cast<char>(byte));
-    const __m256i low = _mm256_cmpeq_epi8(vel_simd_load(bytes), needle);
-    const __m256i high = _mm256_cmpeq_epi8(vel_simd_load(bytes + 32), needle);
-    return guint64{static_cast<guint32>(_mm256_movemask_epi8(high))} << 32 |
-           static_cast<guint32>(_mm256_movemask_epi8(low));
+    return _mm256_set1_epi8(static_cast<char>(byte));
 }
+
+static inline vel_simd_mask vel_simd_equal(vel_simd_bytes a, vel_simd_bytes b)
+{
+    return static_cast<vel_simd_mask>(_mm256_movemask_epi8(_mm256_cmpeq_epi8(a, b)));
+}
+
+static inline vel_simd_bytes vel_simd_least(vel_simd_bytes a, vel_simd_bytes b)
+{
+    return _mm256_min_epu8(a, b);
+}
+
+#include "vel_csv_parser_skip_look.h"
 
 static inline bool vel_simd_has_quote_or_return_or_zero(const guint8 *group)
 {
@@ -35,29 +46,6 @@ static inline bool vel_simd_has_quote_or_return_or_zero(const guint8 *group)
         found = _mm256_or_si256(found, _mm256_cmpeq_epi8(_mm256_shuffle_epi8(table, bytes), bytes));
     }
     return _mm256_movemask_epi8(found) != 0;
-}
-
-// Puts a bit for each of 32 bytes that is `needle`.
-static inline void vel_simd_put_bits(__m256i bytes, __m256i needle, guint64 *bits, gsize i)
-{
-    const gint mask = _mm256_movemask_epi8(_mm256_cmpeq_epi8(bytes, needle));
-    std::memcpy(reinterpret_cast<gchar *>(bits) + i * sizeof mask, &mask, sizeof mask);
-}
-
-static inline bool vel_simd_look(const guint8 *bytes, gsize length, guint8 separator,
-                                 vel_csv_parser_sight *sight)
-{
-    const __m256i separators = _mm256_set1_epi8(static_cast<char>(separator));
-    __m256i least = vel_simd_load(bytes);
-    for (gsize i = 0; i < length / 32; i++) {
-        const __m256i some = vel_simd_load(bytes + 32 * i);
-        least = _mm256_min_epu8(least, some);
-        vel_simd_put_bits(some, _mm256_set1_epi8('"'), sight->quotes, i);
-        vel_simd_put_bits(some, separators, sight->separators, i);
-        vel_simd_put_bits(some, _mm256_set1_epi8('\n'), sight->feeds, i);
-        vel_simd_put_bits(some, _mm256_set1_epi8('\r'), sight->returns, i);
-    }
-    return _mm256_movemask_epi8(_mm256_cmpeq_epi8(least, _mm256_setzero_si256())) == 0;
 }
 
 static inline vel_simd_words vel_simd_turn(vel_simd_words words)

@@ -12,21 +12,30 @@ typedef guint64 vel_simd_words __attribute__((vector_size(16), aligned(8)));
 
 #include "vel_csv_parser_skip_bits.h"
 
-static inline __m128i vel_simd_load(const guint8 *bytes)
+typedef __m128i vel_simd_bytes;
+typedef guint16 vel_simd_mask;
+
+static inline vel_simd_bytes vel_simd_load(const guint8 *bytes)
 {
-    return _mm_loadu_si128(reinterpret_cast<const __m128i *>(bytes));
+    return _mm_loadu_si128(reinterpret_cast<const vel_simd_bytes *>(bytes));
 }
 
-static inline guint64 vel_simd_bits(const guint8 *bytes, guint8 byte)
+static inline vel_simd_bytes vel_simd_fill(guint8 byte)
 {
-    const __m128i needle = _mm_set1_epi8(static_cast<char>(byte));
-    guint64 bits = 0;
-    for (gint i = 0; i < 4; i++) {
-        const __m128i equal = _mm_cmpeq_epi8(vel_simd_load(bytes + 16 * i), needle);
-        bits |= guint64{static_cast<guint32>(_mm_movemask_epi8(equal))} << 16 * i;
-    }
-    return bits;
+    return _mm_set1_epi8(static_cast<char>(byte));
 }
+
+static inline vel_simd_mask vel_simd_equal(vel_simd_bytes a, vel_simd_bytes b)
+{
+    return static_cast<vel_simd_mask>(_mm_movemask_epi8(_mm_cmpeq_epi8(a, b)));
+}
+
+static inline vel_simd_bytes vel_simd_least(vel_simd_bytes a, vel_simd_bytes b)
+{
+    return _mm_min_epu8(a, b);
+}
+
+#include "vel_csv_parser_skip_look.h"
 
 static inline bool vel_simd_has_quote_or_return_or_zero(const guint8 *group)
 {
@@ -40,29 +49,6 @@ static inline bool vel_simd_has_quote_or_return_or_zero(const guint8 *group)
     }
     found = _mm_or_si128(found, _mm_cmpeq_epi8(least, _mm_setzero_si128()));
     return _mm_movemask_epi8(found) != 0;
-}
-
-// Puts a bit for each of 16 bytes that is `needle`.
-static inline void vel_simd_put_bits(__m128i bytes, __m128i needle, guint64 *bits, gsize i)
-{
-    const auto mask = static_cast<guint16>(_mm_movemask_epi8(_mm_cmpeq_epi8(bytes, needle)));
-    std::memcpy(reinterpret_cast<gchar *>(bits) + i * sizeof mask, &mask, sizeof mask);
-}
-
-static inline bool vel_simd_look(const guint8 *bytes, gsize length, guint8 separator,
-                                 vel_csv_parser_sight *sight)
-{
-    const __m128i separators = _mm_set1_epi8(static_cast<char>(separator));
-    __m128i least = vel_simd_load(bytes);
-    for (gsize i = 0; i < length / 16; i++) {
-        const __m128i some = vel_simd_load(bytes + 16 * i);
-        least = _mm_min_epu8(least, some);
-        vel_simd_put_bits(some, _mm_set1_epi8('"'), sight->quotes, i);
-        vel_simd_put_bits(some, separators, sight->separators, i);
-        vel_simd_put_bits(some, _mm_set1_epi8('\n'), sight->feeds, i);
-        vel_simd_put_bits(some, _mm_set1_epi8('\r'), sight->returns, i);
-    }
-    return _mm_movemask_epi8(_mm_cmpeq_epi8(least, _mm_setzero_si128())) == 0;
 }
 
 static inline vel_simd_words vel_simd_turn(vel_simd_words words)
