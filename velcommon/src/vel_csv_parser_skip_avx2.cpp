@@ -3,35 +3,13 @@
 
 #ifdef __x86_64__
 
+#include "vel_simd_avx2.h"
+
 #include <cstring>
-#include <immintrin.h>
 
 #define VEL_CSV_PARSER_SKIP_KERNEL vel_csv_parser_skip_avx2
 
 typedef guint64 vel_simd_words __attribute__((vector_size(32), aligned(8)));
-
-typedef __m256i vel_simd_bytes;
-typedef guint32 vel_simd_mask;
-
-static inline vel_simd_bytes vel_simd_load(const guint8 *bytes)
-{
-    return _mm256_loadu_si256(reinterpret_cast<const vel_simd_bytes *>(bytes));
-}
-
-static inline vel_simd_bytes vel_simd_fill(guint8 byte)
-{
-    return _mm256_set1_epi8(static_cast<char>(byte));
-}
-
-static inline vel_simd_mask vel_simd_equal(vel_simd_bytes a, vel_simd_bytes b)
-{
-    return static_cast<vel_simd_mask>(_mm256_movemask_epi8(_mm256_cmpeq_epi8(a, b)));
-}
-
-static inline vel_simd_bytes vel_simd_least(vel_simd_bytes a, vel_simd_bytes b)
-{
-    return _mm256_min_epu8(a, b);
-}
 
 #include "vel_csv_parser_skip_look.h"
 

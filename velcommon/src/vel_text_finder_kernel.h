@@ -1,11 +1,7 @@
 // The kernel of vel_text_finder_internal.h, in the instruction set of the source that includes it,
-// once. That source defines VEL_TEXT_FINDER_KERNEL, the kernel's name, VEL_SIMD_WIDTH, and
-//   vel_simd_vector   VEL_SIMD_WIDTH bytes
-//   vel_simd_load()   from any place in memory
-//   vel_simd_splat()  the same byte in all places
-//   vel_simd_or(), vel_simd_and()
-//   vel_simd_equal()  all bits of a byte where two vectors are equal, none elsewhere
-//   vel_simd_bits()   one bit per byte of what that made, the first byte's the lowest
+// once. That source defines VEL_TEXT_FINDER_KERNEL, the kernel's name, and what vel_simd_avx2.h and
+// vel_simd_sse2.h have: vel_simd_vector, vel_simd_load(), _splat(), _or(), _and(), _equal() and
+// _get_mask().
 // No vector is kept in memory: on 64-bit Windows the stack is not aligned for the large ones.
 
 // A byte of the needle: where it is, and how it is compared.
@@ -54,7 +50,7 @@ static inline const guint8 *vel_text_finder_few(const vel_text_finder *finder, c
 const guint8 *VEL_TEXT_FINDER_KERNEL(const vel_text_finder *finder, const guint8 *text,
                                      const guint8 *last)
 {
-    constexpr gssize WIDTH = VEL_SIMD_WIDTH;
+    constexpr gssize WIDTH = sizeof(vel_simd_vector);
     if (last - text < WIDTH - 1)
         return vel_text_finder_few(finder, text, last);
     const vel_text_finder_probe a = vel_text_finder_make_probe(finder, 0);
@@ -63,9 +59,9 @@ const guint8 *VEL_TEXT_FINDER_KERNEL(const vel_text_finder *finder, const guint8
     const vel_text_finder_probe d = vel_text_finder_make_probe(finder, 3);
     for (;;) {
         const vel_simd_vector maybe = vel_text_finder_test(text, a, b);
-        guint32 bits = vel_simd_bits(maybe);
+        guint32 bits = vel_simd_get_mask(maybe);
         if (bits != 0) {
-            bits &= vel_simd_bits(vel_text_finder_test(text, c, d));
+            bits &= vel_simd_get_mask(vel_text_finder_test(text, c, d));
             const guint8 *const place = vel_text_finder_verify(finder, text, bits);
             if (place != nullptr)
                 return place;

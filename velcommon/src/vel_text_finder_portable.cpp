@@ -4,7 +4,6 @@
 #include <cstring>
 
 #define VEL_TEXT_FINDER_KERNEL vel_text_finder_portable
-#define VEL_SIMD_WIDTH 8
 
 typedef guint64 vel_simd_vector;
 
@@ -40,7 +39,7 @@ static inline guint64 vel_simd_equal(guint64 a, guint64 b)
     return equal * 0xff;
 }
 
-static inline guint32 vel_simd_bits(guint64 bytes)
+static inline guint32 vel_simd_get_mask(guint64 bytes)
 {
     // Brings bit 8 * i to bit 56 + i.
     return static_cast<guint32>((bytes & VEL_SIMD_EACH) * 0x0102040810204080 >> 56);
