@@ -64,14 +64,15 @@ void vel_buffer_append_printf(vel_buffer *buffer, const gchar *format, ...) G_GN
 void vel_buffer_set_length(vel_buffer *buffer, guint64 length);
 
 /// Replaces UTF-8 content by its UTF-16 code units, two bytes each in the machine's order.
-/// The content must be valid UTF-8 (what is not leaves the buffer empty) and ends at its first zero
-/// byte, if any. The result has no terminating zero; storage grows as by vel_buffer_set_length().
+/// The content must be valid UTF-8 (what is not leaves the buffer empty) of less than 2 GiB and
+/// ends at its first zero byte, if any. The result has no terminating zero; storage grows as by
+/// vel_buffer_set_length().
 void vel_buffer_utf8_to_utf16(vel_buffer *buffer);
 
 /// Replaces UTF-16 content, length / 2 code units in the machine's order, by its UTF-8 bytes.
-/// The content must be valid UTF-16 (what is not leaves the buffer empty) and ends at its first
-/// zero unit, if any. The result has no terminating zero; storage grows as by
-/// vel_buffer_set_length().
+/// The content must be valid UTF-16 (what is not leaves the buffer empty) that takes less than 2
+/// GiB in UTF-8, and ends at its first zero unit, if any. The result has no terminating zero;
+/// storage grows as by vel_buffer_set_length().
 void vel_buffer_utf16_to_utf8(vel_buffer *buffer);
 
 /// Copies the content into a string with a terminating zero; the buffer stays as it is.

@@ -10,6 +10,9 @@
 /// terminating zero.
 static constexpr guint64 VEL_CSV_PARSER_BUFFER_SIZE = guint64{4} * VEL_CSV_PARSER_BLOCK_SIZE + 1;
 
+/// What a quoted field begins and ends with.
+static constexpr gchar VEL_CSV_PARSER_QUOTE = '"';
+
 /// What a field's bytes and a record's fields are counted up to. Only tests have a smaller limit.
 #ifndef VEL_CSV_PARSER_COUNT_MAX
 #define VEL_CSV_PARSER_COUNT_MAX G_MAXINT32

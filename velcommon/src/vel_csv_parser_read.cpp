@@ -19,7 +19,8 @@
 #include <emmintrin.h>
 #endif
 
-static constexpr gchar VEL_CSV_PARSER_QUOTE = '"';
+// Storage for putting fields together that stays from one record to the next, at most.
+static constexpr guint64 VEL_CSV_PARSER_FIELD_KEPT = 1 << 20;
 
 // The first of four bytes, sixteen at a time; where fewer are left, the place to go on at one by
 // one.
@@ -115,6 +116,13 @@ static void vel_csv_parser_part_take(vel_csv_parser_part *part, gchar *end)
     vel_csv_parser *const parser = part->parser;
     vel_csv_parser_part_append(part, parser->pos, static_cast<guint64>(end - parser->pos));
     parser->pos = end;
+}
+
+// One enormous field is no reason to hold its memory from then on.
+static void vel_csv_parser_give_back(vel_csv_parser *parser)
+{
+    if (parser->field.reserved > VEL_CSV_PARSER_FIELD_KEPT)
+        vel_buffer_set_reserved(&parser->field, VEL_CSV_PARSER_FIELD_KEPT);
 }
 
 static void vel_csv_parser_part_clear(vel_csv_parser_part *part)
@@ -336,7 +344,11 @@ gint32 vel_csv_parser_read_record(vel_csv_parser *parser, GPtrArray *fields, GEr
         error = &ignored;
     if (fields != nullptr)
         g_ptr_array_set_size(fields, 0);
-    return vel_csv_parser_failed(error) ? 0 : vel_csv_parser_read_fields(parser, fields, error);
+    if (vel_csv_parser_failed(error))
+        return 0;
+    const gint32 n = vel_csv_parser_read_fields(parser, fields, error);
+    vel_csv_parser_give_back(parser);
+    return n;
 }
 
 static void vel_csv_parser_add_row(vel_table *table, const GPtrArray *fields)

@@ -123,7 +123,7 @@ static void vel_table_relayout(vel_table *t, gint32 data_size, gint32 row_size)
 /// Makes room for more columns.
 static void vel_table_reserve_descriptors(vel_table *t, gint32 n)
 {
-    t->columns = g_renew(vel_table_column, t->columns, t->n_columns + n);
+    t->columns = g_renew(vel_table_column, t->columns, gsize(t->n_columns) + gsize(n));
 }
 
 /// Appends a descriptor, for which there is room, and lays a row out anew; the rows themselves are
@@ -131,11 +131,17 @@ static void vel_table_reserve_descriptors(vel_table *t, gint32 n)
 static void vel_table_append_descriptor(vel_table *t, const gchar *name, vel_table_column_type type)
 {
     const gint32 size = COLUMN_SIZES[type];
-    const gint32 offset = t->n_columns == 0 ? 0 : t->columns[t->n_columns - 1].offset + size;
-    t->columns[t->n_columns] = {type, g_strdup(name), offset};
+    const gint64 offset =
+        t->n_columns == 0 ? 0 : gint64{t->columns[t->n_columns - 1].offset} + size;
+    const gint64 data_size = offset + size;
+    const gint64 row_size = data_size + (data_size + 7) / 8;
+    if (row_size > G_MAXINT32)
+        g_error("A row of a table would take %" G_GINT64_FORMAT " bytes; the limit is %d bytes",
+                row_size, G_MAXINT32);
+    t->columns[t->n_columns] = {type, g_strdup(name), static_cast<gint32>(offset)};
     t->n_columns++;
-    t->data_size = offset + size;
-    t->row_size = t->data_size + (t->data_size + 7) / 8;
+    t->data_size = static_cast<gint32>(data_size);
+    t->row_size = static_cast<gint32>(row_size);
 }
 
 void vel_table_add_column(vel_table *t, const gchar *name, vel_table_column_type type)

@@ -203,7 +203,7 @@ void vel_table_dump(const vel_table *t, gboolean with_indexes)
         }
         std::printf("\n");
     }
-    // Rows that wait are part of the table: entering them changes nothing that can be told from it.
+    // To enter the rows that wait changes nothing that a caller could tell.
     if (with_indexes)
         vel_table_enter_pending_rows(const_cast<vel_table *>(t));
     for (gint32 i = 0; with_indexes && i < t->n_indexes; i++) {

@@ -101,6 +101,15 @@ TEST(VelCsvParserLimit, MemoryStaysBoundedWhateverTheFieldsLength)
     EXPECT_LE(reader.parser.field.reserved, 2048u);
 }
 
+TEST(VelCsvParserLimit, MemoryOfAnEnormousFieldIsGivenBack)
+{
+    const std::string field(5 << 20, 'x');
+    LimitedReader reader("\"" + field + "\"\na,b\n", 0, 0);
+    EXPECT_EQ(reader.read(), CsvRecord({field}));
+    EXPECT_LE(reader.parser.field.reserved, 1u << 20);
+    EXPECT_EQ(reader.read(), CsvRecord({"a", "b"}));
+}
+
 TEST(VelCsvParserLimit, SurvivesTheNextFile)
 {
     LimitedReader reader("a,b,c\n", 2, 0);

@@ -436,3 +436,15 @@ TEST(VelTableDeathTest, DoublingTheRoomStopsAtTheLargestRowCount)
 {
     VEL_TABLE_EXPECT_FATAL(vel_test_double_too_much(), WIDEST_BLOCK);
 }
+
+TEST(VelTableDeathTest, RowLargerThanItsSizeCanTellIsFatal)
+{
+    VelTestTable table;
+    table.with_column("first", T_STR);
+    // As after some 230 million columns.
+    table.columns[0].offset = 1908874345;
+    VEL_TABLE_EXPECT_FATAL(
+        vel_table_add_column(&table, "one too many", T_INT64),
+        "A row of a table would take 2147483657 bytes; the limit is 2147483647 bytes");
+    table.columns[0].offset = 0;
+}
