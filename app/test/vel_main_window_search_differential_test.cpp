@@ -2,7 +2,7 @@
 // random texts in files of several blocks and in memory, in each instruction set.
 #include "vel_csv_parser_test_support.h"
 #include "vel_main_window_search.h"
-#include "vel_simd.h"
+#include "vel_simd_test_util.h"
 #include "vel_text_finder_internal.h"
 
 #include <random>
@@ -10,27 +10,8 @@
 namespace
 {
 
-struct VelMainWindowSearchDifferential : testing::TestWithParam<const char *> {
-    void SetUp() override
-    {
-        ASSERT_TRUE(vel_simd_use(GetParam()));
-    }
-    void TearDown() override
-    {
-        vel_simd_use(nullptr);
-    }
+struct VelMainWindowSearchDifferential : VelSimdFixture {
 };
-
-std::vector<const char *> instruction_sets()
-{
-    std::vector<const char *> names;
-    for (const char *const name : {"portable", "sse2", "avx2"}) {
-        if (vel_simd_use(name))
-            names.push_back(name);
-    }
-    vel_simd_use(nullptr);
-    return names;
-}
 
 /// What a search has found.
 struct Found {
@@ -222,7 +203,7 @@ constexpr Amount AMOUNT = CSV_BLOCK < 1000 ? Amount{400, 600, 8} : Amount{3, 300
 } // namespace
 
 INSTANTIATE_TEST_SUITE_P(InstructionSets, VelMainWindowSearchDifferential,
-                         testing::ValuesIn(instruction_sets()),
+                         testing::ValuesIn(vel_simd_test_sets()),
                          [](const auto &set) { return std::string(set.param); });
 
 TEST_P(VelMainWindowSearchDifferential, RandomTermsInRandomTexts)

@@ -7,8 +7,6 @@
 
 #include <cstring>
 
-static constexpr guint8 VEL_CSV_PARSER_QUOTE = '"';
-
 namespace
 {
 
@@ -112,7 +110,7 @@ static vel_csv_parser_stop vel_csv_parser_skip_plain(vel_csv_parser_skipping *s)
     return VEL_CSV_PARSER_STOP_GOAL;
 }
 
-// Walks byte by byte to `goal` in the block, or at least so far.
+// Walks byte by byte until it is at `goal` in the block or past it.
 static vel_csv_parser_stop vel_csv_parser_skip_bytes(vel_csv_parser_skipping *s, const guint8 *goal)
 {
     vel_csv_parser_skip *const skip = &s->skip;

@@ -32,12 +32,12 @@ static constexpr gsize VEL_CSV_PARSER_BATCH_WORDS =
     VEL_CSV_PARSER_BATCH * VEL_CSV_PARSER_GROUP_WORDS;
 
 /// Where the bytes of each kind are. A group's first byte is the lowest bit of its first word.
-typedef struct vel_csv_parser_sight {
+typedef struct vel_csv_parser_masks {
     guint64 quotes[VEL_CSV_PARSER_BATCH_WORDS];
     guint64 separators[VEL_CSV_PARSER_BATCH_WORDS];
     guint64 feeds[VEL_CSV_PARSER_BATCH_WORDS];
     guint64 returns[VEL_CSV_PARSER_BATCH_WORDS];
-} vel_csv_parser_sight;
+} vel_csv_parser_masks;
 
 /// Where inside a record a position is.
 typedef enum vel_csv_parser_place {
@@ -66,8 +66,8 @@ typedef struct vel_csv_parser_skip {
     gint64 max_fields;    ///< Fields of the largest record that is over.
     bool compresses;      ///< What vel_simd_compresses() says.
     bool only_records;    ///< Fields need not be counted.
-    const guint8 *record; ///< With only_records: behind the end of the last record that is over, as
-                          ///< far as its first byte; null before there is one.
+    const guint8 *record; ///< With only_records: behind the end of the last record that is over, or
+                          ///< between the bytes of a CR LF that ends it; null before there is one.
 } vel_csv_parser_skip;
 
 /// Walks over whole groups of 256 bytes as long as there are any in the block. Ends there, behind

@@ -26,7 +26,7 @@ static inline bool vel_simd_has_quote_or_return_or_zero(const guint8 *group)
     return _mm256_movemask_epi8(found) != 0;
 }
 
-static inline vel_simd_words vel_simd_turn(vel_simd_words words)
+static inline vel_simd_words vel_simd_rotate(vel_simd_words words)
 {
     return __builtin_shufflevector(words, words, 3, 0, 1, 2);
 }
@@ -36,7 +36,7 @@ static inline vel_simd_words vel_simd_replace_first(vel_simd_words words, vel_si
     return __builtin_shufflevector(words, first, 4, 1, 2, 3);
 }
 
-static inline vel_simd_words vel_simd_spread_last(vel_simd_words words)
+static inline vel_simd_words vel_simd_broadcast_last(vel_simd_words words)
 {
     return __builtin_shufflevector(words, words, 3, 3, 3, 3);
 }

@@ -1,18 +1,18 @@
 // The kernel of vel_csv_parser_skip.h, in the instruction set of the source that includes it, once.
 // That source defines VEL_CSV_PARSER_SKIP_KERNEL, the kernel's name, and
-//   vel_simd_words            a vector of one or more words of 64 bits, with these functions:
-//   vel_simd_turn()           from the last word to the first, from the others to the next ones
-//   vel_simd_replace_first()  the first word is the other vector's first
-//   vel_simd_spread_last()    all words are the last one
-//   vel_simd_prefix_xor()     each bit is the sum modulo 2 of its word's bits up to its place
+//   vel_simd_words             a vector of one or more words of 64 bits, with these functions:
+//   vel_simd_rotate()          from the last word to the first, from the others to the next ones
+//   vel_simd_replace_first()   the first word is the other vector's first
+//   vel_simd_broadcast_last()  all words are the last one
+//   vel_simd_prefix_xor()      each bit is the sum modulo 2 of its word's bits up to its place
 // and, the first byte the lowest bit,
-//   vel_simd_bits()           where among 64 bytes one is
+//   vel_simd_bits()            where among 64 bytes one is
 //   vel_simd_has_quote_or_return_or_zero()  whether a group has one of these bytes
-//   vel_simd_look()           where the bytes of each kind are among a multiple of 64 bytes;
-//                             false when one is zero
-//   vel_simd_popcount()       the number of bits of a word
-//   vel_simd_compress()       those bits of a word that are at the places of others, side by side;
-//                             only called for a skip that compresses
+//   vel_simd_look()            where the bytes of each kind are among a multiple of 64 bytes;
+//                              false when one is zero
+//   vel_simd_popcount()        the number of bits of a word
+//   vel_simd_compress()        those bits of a word that are at the places of others, side by side;
+//                              only called for a skip that compresses
 // No vector is kept in memory where it must be aligned: on 64-bit Windows the stack is not, for the
 // large ones.
 
@@ -35,11 +35,11 @@ typedef struct vel_csv_parser_carry {
 } vel_csv_parser_carry;
 
 // What the last groups were like, for a guess at what the next ones are like.
-typedef struct vel_csv_parser_mood {
+typedef struct vel_csv_parser_hint {
     bool busy;  ///< The last one had quotes or carriage returns, or ended inside quotes.
     bool deep;  ///< All of it lay inside quotes.
     bool exact; ///< None had to be left to the exact reader.
-} vel_csv_parser_mood;
+} vel_csv_parser_hint;
 
 // Bits of what counts.
 typedef struct vel_csv_parser_events {
@@ -85,9 +85,9 @@ VEL_CSV_PARSER_INLINE void vel_simd_store_words(guint64 *words, vel_simd_words v
 VEL_CSV_PARSER_INLINE vel_simd_words vel_csv_parser_next(vel_simd_words bits,
                                                          vel_simd_words *before)
 {
-    const vel_simd_words turned = vel_simd_turn(bits >> 63);
-    const vel_simd_words in = vel_simd_replace_first(turned, *before);
-    *before = turned;
+    const vel_simd_words rotated = vel_simd_rotate(bits >> 63);
+    const vel_simd_words in = vel_simd_replace_first(rotated, *before);
+    *before = rotated;
     return bits << 1 | in;
 }
 
@@ -104,11 +104,11 @@ VEL_CSV_PARSER_INLINE vel_simd_words vel_csv_parser_inside(vel_simd_words quotes
     vel_simd_words odd = none - (inside >> 63);
     vel_simd_words sum = odd;
     for (gsize word = 1; word < VEL_CSV_PARSER_VECTOR_WORDS; word++) {
-        odd = vel_simd_replace_first(vel_simd_turn(odd), none);
+        odd = vel_simd_replace_first(vel_simd_rotate(odd), none);
         sum ^= odd;
     }
-    inside ^= *before ^ vel_simd_replace_first(vel_simd_turn(sum), none);
-    *before ^= vel_simd_spread_last(sum);
+    inside ^= *before ^ vel_simd_replace_first(vel_simd_rotate(sum), none);
+    *before ^= vel_simd_broadcast_last(sum);
     return inside;
 }
 
@@ -116,15 +116,15 @@ VEL_CSV_PARSER_INLINE vel_simd_words vel_csv_parser_inside(vel_simd_words quotes
 // vectors, which takes a while to get through, and best waits until all groups have been seen.
 template <gsize groups>
 static __attribute__((noinline)) bool vel_csv_parser_look(const guint8 *bytes, guint8 separator,
-                                                          vel_csv_parser_sight *sight)
+                                                          vel_csv_parser_masks *masks)
 {
-    return vel_simd_look(bytes, groups * VEL_CSV_PARSER_GROUP, separator, sight);
+    return vel_simd_look(bytes, groups * VEL_CSV_PARSER_GROUP, separator, masks);
 }
 
 // Finds what counts, and what is carried on. False when a quote is irregular: a byte outside of
 // quotes that is neither separator nor end stands next to it.
 template <gsize groups>
-static __attribute__((noinline)) bool vel_csv_parser_classify(const vel_csv_parser_sight *sight,
+static __attribute__((noinline)) bool vel_csv_parser_classify(const vel_csv_parser_masks *masks,
                                                               vel_csv_parser_carry *carry,
                                                               vel_csv_parser_events *events)
 {
@@ -135,10 +135,10 @@ static __attribute__((noinline)) bool vel_csv_parser_classify(const vel_csv_pars
     vel_simd_words irregular = {};
     for (gsize word = 0; word < groups * VEL_CSV_PARSER_GROUP_WORDS;
          word += VEL_CSV_PARSER_VECTOR_WORDS) {
-        const vel_simd_words quotes = vel_simd_load_words(sight->quotes + word);
-        const vel_simd_words returns = vel_simd_load_words(sight->returns + word);
-        const vel_simd_words separators = vel_simd_load_words(sight->separators + word);
-        const vel_simd_words feeds = vel_simd_load_words(sight->feeds + word);
+        const vel_simd_words quotes = vel_simd_load_words(masks->quotes + word);
+        const vel_simd_words returns = vel_simd_load_words(masks->returns + word);
+        const vel_simd_words separators = vel_simd_load_words(masks->separators + word);
+        const vel_simd_words feeds = vel_simd_load_words(masks->feeds + word);
         // A line feed right behind a return is no end of its own.
         const vel_simd_words ends =
             (feeds & ~vel_csv_parser_next(returns, &return_before)) | returns;
@@ -325,24 +325,24 @@ VEL_CSV_PARSER_INLINE bool vel_csv_parser_take(vel_csv_parser_skip *walk,
 template <gsize groups>
 VEL_CSV_PARSER_INLINE bool vel_csv_parser_take_any(vel_csv_parser_skip *walk,
                                                    vel_csv_parser_carry *carry,
-                                                   vel_csv_parser_mood *mood, bool only_records)
+                                                   vel_csv_parser_hint *hint, bool only_records)
 {
     constexpr gsize words = groups * VEL_CSV_PARSER_GROUP_WORDS;
-    vel_csv_parser_sight sight;
+    vel_csv_parser_masks masks;
     vel_csv_parser_events events;
-    const bool exact = vel_csv_parser_look<groups>(walk->pos, walk->separator, &sight) &&
-                       vel_csv_parser_classify<groups>(&sight, carry, &events);
-    mood->exact = exact;
+    const bool exact = vel_csv_parser_look<groups>(walk->pos, walk->separator, &masks) &&
+                       vel_csv_parser_classify<groups>(&masks, carry, &events);
+    hint->exact = exact;
     if (!exact)
         return groups > 1;
     guint64 quotes = 0;
     guint64 returns = 0;
     for (gsize word = words - VEL_CSV_PARSER_GROUP_WORDS; word < words; word++) {
-        quotes |= sight.quotes[word];
-        returns |= sight.returns[word];
+        quotes |= masks.quotes[word];
+        returns |= masks.returns[word];
     }
-    mood->deep = carry->inside != 0 && quotes == 0;
-    mood->busy = (carry->inside | quotes | returns) != 0;
+    hint->deep = carry->inside != 0 && quotes == 0;
+    hint->busy = (carry->inside | quotes | returns) != 0;
     return vel_csv_parser_take<words>(walk, &events, only_records);
 }
 
@@ -400,18 +400,18 @@ static __attribute__((noinline)) bool vel_csv_parser_walk_any(vel_csv_parser_ski
                                                               vel_csv_parser_carry *carry)
 {
     vel_csv_parser_skip walk = *skip;
-    vel_csv_parser_mood mood = {true, false, true};
+    vel_csv_parser_hint hint = {true, false, true};
     bool more = true;
-    while (more && mood.busy && vel_csv_parser_has_groups(&walk, 1)) {
-        if (mood.exact && vel_csv_parser_has_groups(&walk, VEL_CSV_PARSER_BATCH))
-            more = vel_csv_parser_take_any<VEL_CSV_PARSER_BATCH>(&walk, carry, &mood, only_records);
+    while (more && hint.busy && vel_csv_parser_has_groups(&walk, 1)) {
+        if (hint.exact && vel_csv_parser_has_groups(&walk, VEL_CSV_PARSER_BATCH))
+            more = vel_csv_parser_take_any<VEL_CSV_PARSER_BATCH>(&walk, carry, &hint, only_records);
         else
-            more = vel_csv_parser_take_any<1>(&walk, carry, &mood, only_records);
-        if (more && mood.deep)
+            more = vel_csv_parser_take_any<1>(&walk, carry, &hint, only_records);
+        if (more && hint.deep)
             vel_csv_parser_walk_deep(&walk);
     }
     *skip = walk;
-    return more && !mood.busy;
+    return more && !hint.busy;
 }
 
 template <bool only_records> static void vel_csv_parser_walk_groups(vel_csv_parser_skip *walk)

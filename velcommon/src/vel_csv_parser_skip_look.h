@@ -23,16 +23,16 @@ static inline void vel_simd_put_bits(vel_simd_vector bytes, vel_simd_vector need
 }
 
 static inline bool vel_simd_look(const guint8 *bytes, gsize length, guint8 separator,
-                                 vel_csv_parser_sight *sight)
+                                 vel_csv_parser_masks *masks)
 {
     vel_simd_vector least = vel_simd_load(bytes);
     for (gsize i = 0; i < length / sizeof(vel_simd_vector); i++) {
         const vel_simd_vector some = vel_simd_load(bytes + i * sizeof(vel_simd_vector));
-        least = vel_simd_least(least, some);
-        vel_simd_put_bits(some, vel_simd_splat('"'), sight->quotes, i);
-        vel_simd_put_bits(some, vel_simd_splat(separator), sight->separators, i);
-        vel_simd_put_bits(some, vel_simd_splat('\n'), sight->feeds, i);
-        vel_simd_put_bits(some, vel_simd_splat('\r'), sight->returns, i);
+        least = vel_simd_min(least, some);
+        vel_simd_put_bits(some, vel_simd_splat('"'), masks->quotes, i);
+        vel_simd_put_bits(some, vel_simd_splat(separator), masks->separators, i);
+        vel_simd_put_bits(some, vel_simd_splat('\n'), masks->feeds, i);
+        vel_simd_put_bits(some, vel_simd_splat('\r'), masks->returns, i);
     }
     return vel_simd_get_mask(vel_simd_equal(least, vel_simd_splat(0))) == 0;
 }

@@ -3,9 +3,23 @@
 
 #include <atomic>
 
+#ifdef __x86_64__
+#include <cpuid.h>
+#endif
+
 static constexpr gint32 VEL_SIMD_UNKNOWN = -1;
 
 static std::atomic<gint32> vel_simd_chosen = VEL_SIMD_UNKNOWN;
+
+#ifdef __x86_64__
+/// Not every compiler has a name for this one; without it the instruction is another, and counts
+/// would be wrong.
+static bool vel_simd_has_lzcnt(void)
+{
+    guint32 eax = 0, ebx = 0, ecx = 0, edx = 0;
+    return __get_cpuid(0x80000001, &eax, &ebx, &ecx, &edx) != 0 && (ecx & guint32{bit_LZCNT}) != 0;
+}
+#endif
 
 static vel_simd_set vel_simd_best(void)
 {
@@ -13,7 +27,7 @@ static vel_simd_set vel_simd_best(void)
     // The code for AVX2 uses all of these.
     if (__builtin_cpu_supports("avx2") && __builtin_cpu_supports("bmi") &&
         __builtin_cpu_supports("bmi2") && __builtin_cpu_supports("popcnt") &&
-        __builtin_cpu_supports("pclmul"))
+        __builtin_cpu_supports("pclmul") && vel_simd_has_lzcnt())
         return VEL_SIMD_AVX2;
     return VEL_SIMD_SSE2;
 #else
@@ -46,8 +60,7 @@ gboolean vel_simd_use(const gchar *name)
 
 vel_simd_set vel_simd_get(void)
 {
-    if (vel_simd_chosen.load(std::memory_order_relaxed) == VEL_SIMD_UNKNOWN &&
-        !vel_simd_use(g_getenv("VEL_SIMD")))
+    if (vel_simd_chosen.load(std::memory_order_relaxed) == VEL_SIMD_UNKNOWN)
         vel_simd_use(nullptr);
     return static_cast<vel_simd_set>(vel_simd_chosen.load(std::memory_order_relaxed));
 }

@@ -13,15 +13,14 @@ typedef enum vel_simd_set {
     VEL_SIMD_AVX2,     ///< With the bit instructions that all its processors have.
 } vel_simd_set;
 
-/// The instruction set to use: the best, or at first the one that the environment variable VEL_SIMD
-/// names as vel_simd_use() does, for measurements. Any thread.
+/// The instruction set to use. Any thread.
 vel_simd_set vel_simd_get(void);
 
 /// Whether bits can be picked out of a word and put side by side by an instruction, and quickly:
 /// some processors take as long for it as for a hundred others. Only with AVX2. Any thread.
 gboolean vel_simd_compresses(void);
 
-/// Changes what vel_simd_get() tells, for tests.
+/// Changes what vel_simd_get() tells, for tests and measurements.
 /// @param name  "portable", "sse2" or "avx2"; null for the best
 /// @return FALSE when this processor does not have it; nothing changes then. Any thread.
 gboolean vel_simd_use(const gchar *name);

@@ -39,7 +39,7 @@ static inline vel_simd_vector vel_simd_equal(vel_simd_vector a, vel_simd_vector 
 }
 
 /// The lesser of each two bytes.
-static inline vel_simd_vector vel_simd_least(vel_simd_vector a, vel_simd_vector b)
+static inline vel_simd_vector vel_simd_min(vel_simd_vector a, vel_simd_vector b)
 {
     return _mm256_min_epu8(a, b);
 }

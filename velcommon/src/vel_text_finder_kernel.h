@@ -1,7 +1,6 @@
 // The kernel of vel_text_finder_internal.h, in the instruction set of the source that includes it,
-// once. That source defines VEL_TEXT_FINDER_KERNEL, the kernel's name, and what vel_simd_avx2.h and
-// vel_simd_sse2.h have: vel_simd_vector, vel_simd_load(), _splat(), _or(), _and(), _equal() and
-// _get_mask().
+// once. That source defines VEL_TEXT_FINDER_KERNEL, the kernel's name, and includes one of
+// vel_simd_portable.h, vel_simd_sse2.h and vel_simd_avx2.h.
 // No vector is kept in memory: on 64-bit Windows the stack is not aligned for the large ones.
 
 // A byte of the needle: where it is, and how it is compared.

@@ -7,16 +7,7 @@
 namespace
 {
 
-struct VelCsvParserSkipBefore : testing::TestWithParam<const char *> {
-    void SetUp() override
-    {
-        ASSERT_TRUE(vel_simd_use(GetParam()));
-    }
-    void TearDown() override
-    {
-        vel_simd_use(nullptr);
-    }
-
+struct VelCsvParserSkipBefore : VelSimdFixture {
     // Whether the record that was read last can be told to end at or before the offset without
     // the next block.
     static bool ends_before(const vel_csv_parser &parser, gint32 block, gint32 offset)
@@ -93,7 +84,7 @@ struct VelCsvParserSkipBefore : testing::TestWithParam<const char *> {
 } // namespace
 
 INSTANTIATE_TEST_SUITE_P(InstructionSets, VelCsvParserSkipBefore,
-                         testing::ValuesIn(csv_instruction_sets()),
+                         testing::ValuesIn(vel_simd_test_sets()),
                          [](const auto &set) { return std::string(set.param); });
 
 TEST_P(VelCsvParserSkipBefore, RandomTexts)

@@ -7,16 +7,7 @@
 namespace
 {
 
-struct VelCsvParserSkipFile : testing::TestWithParam<const char *> {
-    void SetUp() override
-    {
-        ASSERT_TRUE(vel_simd_use(GetParam()));
-    }
-    void TearDown() override
-    {
-        vel_simd_use(nullptr);
-    }
-
+struct VelCsvParserSkipFile : VelSimdFixture {
     // From the start of the text in the file on.
     static void compare(const std::string &bytes, size_t start, gint32 n,
                         const char *encoding = "UTF-8", const std::string &what = "")
@@ -61,7 +52,7 @@ const std::vector<std::string> CROSSING = {
 } // namespace
 
 INSTANTIATE_TEST_SUITE_P(InstructionSets, VelCsvParserSkipFile,
-                         testing::ValuesIn(csv_instruction_sets()),
+                         testing::ValuesIn(vel_simd_test_sets()),
                          [](const auto &set) { return std::string(set.param); });
 
 TEST_P(VelCsvParserSkipFile, TextsThatABlocksEndCuts)

@@ -7,18 +7,10 @@
 namespace
 {
 
-struct VelCsvParserSkip : testing::TestWithParam<const char *> {
+struct VelCsvParserSkip : VelSimdFixture {
     CsvReader read_reader;
     CsvReader skip_reader;
 
-    void SetUp() override
-    {
-        ASSERT_TRUE(vel_simd_use(GetParam()));
-    }
-    void TearDown() override
-    {
-        vel_simd_use(nullptr);
-    }
     void compare(const std::string &text, gint32 n)
     {
         read_reader.set_text(text);
@@ -74,8 +66,7 @@ std::string random_text(std::mt19937 &random, const Kind &kind, size_t length)
 
 } // namespace
 
-INSTANTIATE_TEST_SUITE_P(InstructionSets, VelCsvParserSkip,
-                         testing::ValuesIn(csv_instruction_sets()),
+INSTANTIATE_TEST_SUITE_P(InstructionSets, VelCsvParserSkip, testing::ValuesIn(vel_simd_test_sets()),
                          [](const auto &set) { return std::string(set.param); });
 
 TEST_P(VelCsvParserSkip, EveryShortTextByItself)

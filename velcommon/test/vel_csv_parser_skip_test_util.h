@@ -3,21 +3,9 @@
 #pragma once
 
 #include "vel_csv_parser_test_support.h"
-#include "vel_simd.h"
+#include "vel_simd_test_util.h"
 
 #include <algorithm>
-
-/// The instruction sets that this machine has.
-inline std::vector<const char *> csv_instruction_sets()
-{
-    std::vector<const char *> names;
-    for (const char *const name : {"portable", "sse2", "avx2"}) {
-        if (vel_simd_use(name))
-            names.push_back(name);
-    }
-    vel_simd_use(nullptr);
-    return names;
-}
 
 /// What some records are: told by a reader or by skipping.
 struct CsvSkipped {

@@ -1,6 +1,6 @@
 // The text finder against a search byte by byte: short texts of every kind, at the very end of
 // memory of their own and at every alignment, and long random ones.
-#include "vel_simd.h"
+#include "vel_simd_test_util.h"
 #include "vel_text_finder_internal.h"
 
 #include <gtest/gtest.h>
@@ -12,27 +12,8 @@
 namespace
 {
 
-struct VelTextFinder : testing::TestWithParam<const char *> {
-    void SetUp() override
-    {
-        ASSERT_TRUE(vel_simd_use(GetParam()));
-    }
-    void TearDown() override
-    {
-        vel_simd_use(nullptr);
-    }
+struct VelTextFinder : VelSimdFixture {
 };
-
-std::vector<const char *> instruction_sets()
-{
-    std::vector<const char *> names;
-    for (const char *const name : {"portable", "sse2", "avx2"}) {
-        if (vel_simd_use(name))
-            names.push_back(name);
-    }
-    vel_simd_use(nullptr);
-    return names;
-}
 
 char lower(char byte)
 {
@@ -84,7 +65,7 @@ std::string text_of(std::mt19937 &random, const std::string &letters, size_t len
 
 } // namespace
 
-INSTANTIATE_TEST_SUITE_P(InstructionSets, VelTextFinder, testing::ValuesIn(instruction_sets()),
+INSTANTIATE_TEST_SUITE_P(InstructionSets, VelTextFinder, testing::ValuesIn(vel_simd_test_sets()),
                          [](const auto &set) { return std::string(set.param); });
 
 TEST_P(VelTextFinder, EveryShortNeedleInEveryShortText)
