@@ -243,6 +243,43 @@ TEST_F(VelMainWindowChangingFile, GrowingDuringTheScanIsCounted)
     EXPECT_EQ(cell(RECORDS, 1), "more");
 }
 
+TEST_F(VelMainWindowChangingFile, GrowingBetweenTheOpeningAndTheScanIsShown)
+{
+    file_path = write_file(vel_viewer_records(150));
+    open_held(0);
+    append(vel_viewer_records(150));
+    finish_scan();
+    EXPECT_EQ(window.record_count, 300);
+    EXPECT_EQ(cell(149, 1), "a149");
+    EXPECT_EQ(cell(160, 1), "a10");
+    EXPECT_EQ(cell(250, 1), "a100");
+    EXPECT_EQ(cell(299, 1), "a149");
+}
+
+TEST_F(VelMainWindowChangingFile, GrowingBehindASearchAheadOfTheScanIsSearched)
+{
+    open_held(3);
+    vel_main_window_update(&window);
+    EXPECT_EQ(search(0, "absent"), "nothing");
+    append(vel_viewer_records(5000) + "more,records,needle\n");
+    finish_scan();
+    ASSERT_EQ(window.record_count, RECORDS + 5001);
+    // In the block that was the last one, before and behind its end then.
+    EXPECT_EQ(search(RECORDS - 100, "needle"), "found");
+    EXPECT_EQ(search(0, "absent"), "nothing");
+}
+
+TEST_F(VelMainWindowChangingFile, GrowingWithinTheLastBlockLosesNoPosition)
+{
+    open_held(3);
+    vel_main_window_update(&window);
+    EXPECT_EQ(search(0, "absent"), "nothing");
+    append(vel_viewer_records(1000));
+    finish_scan();
+    ASSERT_EQ(window.record_count, RECORDS + 1000);
+    EXPECT_EQ(search(RECORDS + 900, "a950"), "found");
+}
+
 TEST_F(VelMainWindowChangingFile, CutBackToTheSizeItHadBeforeItGrewIsACutToo)
 {
     open_held(3);

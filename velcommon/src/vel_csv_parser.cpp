@@ -285,6 +285,13 @@ static void vel_csv_parser_set_shorter_error(GError **error)
                         "The file has become shorter since it was opened");
 }
 
+// Whether the block in memory was the file's last, and is no longer: the file has more of it now.
+static bool vel_csv_parser_block_has_grown(vel_csv_parser *parser)
+{
+    return feof(parser->file) != 0 &&
+           vel_csv_parser_get_file_size(parser) > vel_csv_parser_get_file_position(parser);
+}
+
 void vel_csv_parser_restore_offset(vel_csv_parser *parser, gint32 block, gint32 offset,
                                    GError **error)
 {
@@ -294,7 +301,9 @@ void vel_csv_parser_restore_offset(vel_csv_parser *parser, gint32 block, gint32 
     if (vel_csv_parser_failed(error))
         return;
     if (parser->file != nullptr && block >= 0 && offset >= 0) {
-        if (!vel_csv_parser_need_block(parser, block, offset, error))
+        const bool is_old = block == parser->block && vel_csv_parser_block_has_grown(parser);
+        if (!(is_old ? vel_csv_parser_go_to_block(parser, block, offset, error)
+                     : vel_csv_parser_need_block(parser, block, offset, error)))
             return;
         if (static_cast<guint64>(offset) > parser->buffer_len) {
             parser->pos = parser->buffer_end;
@@ -326,7 +335,7 @@ static void vel_csv_parser_mark_end(FILE *file)
     }
 }
 
-// For a stream that is none of the system's own: the end tells the size.
+// For a stream of whose file the system does not tell the size: its end does.
 static gint64 vel_csv_parser_seek_file_size(vel_csv_parser *parser)
 {
     FILE *const file = parser->file;

@@ -96,7 +96,7 @@ void vel_csv_parser_set_file_path(vel_csv_parser *parser, const gchar *path, gch
 /// set. The position is behind the mark (`bom_len` converted bytes in), or (0, 0) when the
 /// separator was guessed. For a given UTF-16 name the mark of the *other* byte order is looked for,
 /// and only that one is passed over.
-/// @param stream     binary, can be sought in; taken over also when this fails
+/// @param stream     binary, at its start, can be sought in; taken over also when this fails
 /// @param separator  ASCII; 0 to guess it with vel_csv_parser_guess_separator()
 /// @param encoding   name as iconv knows it, copied; null to detect it
 /// @param error      G_IO_ERROR: from errno when reading or seeking fails; code 0 "Unknown
@@ -152,19 +152,20 @@ void vel_csv_parser_get_offset(vel_csv_parser *parser, gint32 *block, gint32 *of
 /// one conversion.
 void vel_csv_parser_set_offset(vel_csv_parser *parser, gint32 block, gint32 offset, GError **error);
 
-/// Moves as vel_csv_parser_set_offset() does, in a file that others may have cut since the position
-/// was taken: a block that no longer reaches to the offset is an error instead of a failed
-/// assertion.
+/// Moves as vel_csv_parser_set_offset() does, in a file that others may have changed since the
+/// position was taken. A block that no longer reaches to the offset is an error instead of a failed
+/// assertion. The file's last block is read again when it has grown: another parser may have read
+/// it longer.
 /// @param error  of vel_csv_parser_set_offset(); VEL_CSV_PARSER_QUARK,
-/// VEL_CSV_PARSER_ERROR_SHORTER, "The file has become shorter since it was opened", and then the
-/// position is the end of what is left of the block
+///               VEL_CSV_PARSER_ERROR_SHORTER, "The file has become shorter since it was opened",
+///               and then the position is the end of what is left of the block
 void vel_csv_parser_restore_offset(vel_csv_parser *parser, gint32 block, gint32 offset,
                                    GError **error);
 
 /// Tells whether the file has lost bytes meanwhile; the end that was found then is not its own.
 /// @param size   bytes that it has had; negative when that is not known
 /// @param error  VEL_CSV_PARSER_QUARK, VEL_CSV_PARSER_ERROR_SHORTER, "The file has become shorter
-/// since it was opened", in place of an error that is set already, which is freed
+///               since it was opened", in place of an error that is set already, which is freed
 /// Without a file nothing is lost. A file that cannot tell its size passes; reading it fails with a
 /// reason of its own. Costs what vel_csv_parser_get_file_size() does.
 void vel_csv_parser_check_size(vel_csv_parser *parser, gint64 size, GError **error);
@@ -174,7 +175,7 @@ void vel_csv_parser_check_size(vel_csv_parser *parser, gint64 size, GError **err
 gint64 vel_csv_parser_get_file_position(vel_csv_parser *parser);
 
 /// Tells the size of the file in bytes as it is now. 0 without a file, -1 when the stream cannot
-/// tell. Asks the system, which costs no seek and no read. A stream that is none of a file on a
+/// tell. Asks the system, which costs no seek and no read. A stream that does not read a file on a
 /// disk is moved to its end and back, with its end-of-file mark as it was: the reading goes on
 /// undisturbed, also after a way back that failed; only when all of it has been read and it has
 /// grown since does it stay at its new end.
