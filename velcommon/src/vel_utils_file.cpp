@@ -9,6 +9,17 @@
 
 #include <cerrno>
 
+template <typename T> static gint32 vel_utils_three_way(T a, T b)
+{
+    return gint32{a > b} - gint32{a < b};
+}
+
+gint32 vel_utils_timespec_cmp(const vel_utils_timespec *a, const vel_utils_timespec *b)
+{
+    const gint32 seconds = vel_utils_three_way(a->seconds, b->seconds);
+    return seconds != 0 ? seconds : vel_utils_three_way(a->nanoseconds, b->nanoseconds);
+}
+
 gboolean vel_utils_file_up_to_date(const gchar *source, const gchar *target, GError **error)
 {
     g_autoptr(GError) failure = nullptr;

@@ -11,6 +11,17 @@
 
 G_BEGIN_DECLS
 
+/// A point in time, since 1970 in UTC.
+typedef struct vel_utils_timespec {
+    gint64 seconds;     ///< May be negative.
+    gint32 nanoseconds; ///< Added to the seconds; 0..999,999,999.
+} vel_utils_timespec;
+
+/// Compares two points in time, the seconds first.
+/// @param a, b  borrowed
+/// @return -1, 0 or 1 as a is before, at or after b
+gint32 vel_utils_timespec_cmp(const vel_utils_timespec *a, const vel_utils_timespec *b);
+
 /// Tells whether a target is at least as new as the source it is made from, by the times they were
 /// last written.
 /// @param source, target  files; folders cannot be opened

@@ -2,7 +2,7 @@
 // entries, listings, times, the system's errors.
 #pragma once
 
-#include "vel_utils_string.h"
+#include "vel_utils_file.h"
 
 #include <glib.h>
 

@@ -5,6 +5,7 @@
 #include "vel_utils.h"
 #include "vel_utils_file_internal.h"
 #include "vel_utils_stream_internal.h"
+#include "vel_utils_string.h"
 
 #include <gio/gio.h>
 
@@ -32,21 +33,9 @@ void vel_utils_file_set_last_error(GError **error, GQuark domain, gint code)
     vel_utils_file_set_system_error(error, domain, code, static_cast<guint32>(GetLastError()));
 }
 
-static gunichar2 *vel_utils_file_to_utf16(wchar_t *str)
-{
-    return reinterpret_cast<gunichar2 *>(str);
-}
-
 static const gunichar2 *vel_utils_file_to_utf16(const wchar_t *str)
 {
     return reinterpret_cast<const gunichar2 *>(str);
-}
-
-static wchar_t *vel_utils_file_concat(const wchar_t *a, const wchar_t *b, const wchar_t *c)
-{
-    return reinterpret_cast<wchar_t *>(vel_utils_wcsconcat(vel_utils_file_to_utf16(a),
-                                                           vel_utils_file_to_utf16(b),
-                                                           vel_utils_file_to_utf16(c), nullptr));
 }
 
 // Only a drive ends with a separator of its own.
@@ -54,12 +43,9 @@ static wchar_t *vel_utils_file_join(const wchar_t *folder, const wchar_t *name)
 {
     const size_t length = wcslen(folder);
     const bool is_drive = length > 0 && folder[length - 1] == L'\\';
-    return vel_utils_file_concat(folder, is_drive ? L"" : L"\\", name);
-}
-
-static bool vel_utils_file_begins(const wchar_t *path, const wchar_t *prefix)
-{
-    return wcsncmp(path, prefix, wcslen(prefix)) == 0;
+    return reinterpret_cast<wchar_t *>(vel_utils_wcsconcat(
+        vel_utils_file_to_utf16(folder), vel_utils_file_to_utf16(is_drive ? L"" : L"\\"),
+        vel_utils_file_to_utf16(name), nullptr));
 }
 
 // Takes an absolute path over and gives it the prefix for paths of any length. Short ones get it
@@ -67,16 +53,10 @@ static bool vel_utils_file_begins(const wchar_t *path, const wchar_t *prefix)
 // Null stays null, with GetLastError() telling that the name is none.
 static wchar_t *vel_utils_file_extend(wchar_t *full)
 {
-    g_autofree wchar_t *path = full;
-    if (path == nullptr) {
-        SetLastError(ERROR_INVALID_NAME);
-        return nullptr;
-    }
-    if (vel_utils_file_begins(path, L"\\\\?\\") || vel_utils_file_begins(path, L"\\\\.\\"))
-        return g_steal_pointer(&path);
-    if (vel_utils_file_begins(path, L"\\\\"))
-        return vel_utils_file_concat(L"\\\\?\\UNC\\", path + 2, L"");
-    return vel_utils_file_concat(L"\\\\?\\", path, L"");
+    if (full != nullptr)
+        return vel_utils_stream_extend(full);
+    SetLastError(ERROR_INVALID_NAME);
+    return nullptr;
 }
 
 wchar_t *vel_utils_file_extended_path(const gchar *path)
@@ -98,26 +78,6 @@ static wchar_t *vel_utils_file_extend_folder(wchar_t *full)
 wchar_t *vel_utils_file_extended_folder(const gchar *path)
 {
     return vel_utils_file_extend_folder(vel_utils_stream_full_path(path));
-}
-
-static gint vel_utils_file_errno(DWORD number)
-{
-    switch (number) {
-    case ERROR_FILE_NOT_FOUND:
-    case ERROR_PATH_NOT_FOUND:
-    case ERROR_INVALID_NAME:
-    case ERROR_INVALID_DRIVE:
-    case ERROR_BAD_NETPATH:
-    case ERROR_BAD_NET_NAME:
-        return ENOENT;
-    case ERROR_DIRECTORY:
-        return ENOTDIR;
-    case ERROR_ACCESS_DENIED:
-    case ERROR_SHARING_VIOLATION:
-        return EACCES;
-    default:
-        return EIO;
-    }
 }
 
 vel_utils_file_kind vel_utils_file_kind_from_attributes(DWORD attributes, DWORD tag)
@@ -197,7 +157,8 @@ GPtrArray *vel_utils_file_list(const gchar *folder, GError **error)
     const DWORD number = vel_utils_file_try_list(names, folder);
     if (number == 0)
         return g_steal_pointer(&names);
-    errno = vel_utils_file_errno(number);
+    // Only here is it told from a missing folder that there is a file in its place.
+    errno = number == ERROR_DIRECTORY ? ENOTDIR : vel_utils_stream_errno(number);
     vel_utils_set_error_from_errno(error);
     return nullptr;
 }

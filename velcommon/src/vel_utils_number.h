@@ -1,6 +1,6 @@
-// Whole numbers as the user is used to read them: with the thousands separator of his own locale,
-// as the C format %'d has it on systems whose runtime honours it. Nothing here allocates memory of
-// its own. UI thread, since the C locale is process-wide.
+// Whole numbers as the user is used to reading them: with the thousands separator of the user's own
+// locale, as the C format %'d has it on systems whose runtime honours it. Nothing here allocates
+// memory of its own. UI thread, since the C locale is process-wide.
 #pragma once
 
 #include "vel_buffer.h"

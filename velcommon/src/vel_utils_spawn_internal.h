@@ -1,8 +1,6 @@
 // What the sources that run programs share with one another and with their tests.
 #pragma once
 
-#include "vel_utils_spawn.h"
-
 #include <glib.h>
 
 /// Ends the program unless the arguments of vel_utils_spawn_sync() are such that it can be called.

@@ -13,7 +13,6 @@
 #include <cstring>
 #include <cwchar>
 #include <memory>
-#include <utility>
 
 static constexpr DWORD VEL_UTILS_SPAWN_PIECE = 524288;
 static constexpr DWORD VEL_UTILS_SPAWN_OUTPUT_BUFFER = 128;
@@ -244,8 +243,8 @@ static bool vel_utils_spawn_set_null(vel_utils_spawn_start *start, vel_utils_spa
     return *stream != nullptr || vel_utils_spawn_fail(start);
 }
 
-// A copy of a stream of the caller's that a child can inherit; null when he has none, as programs
-// with windows do.
+// A copy of one of the caller's own streams that a child can inherit; null when the caller has no
+// such stream, as most programs with windows have none.
 static vel_utils_spawn_handle vel_utils_spawn_copy_own(DWORD stream)
 {
     const HANDLE process = GetCurrentProcess();

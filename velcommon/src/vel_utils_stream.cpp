@@ -18,7 +18,7 @@
 // From this length on Windows wants the prefix that switches its own path rules off.
 static constexpr DWORD VEL_UTILS_STREAM_LONG_PATH = MAX_PATH;
 
-static gint vel_utils_stream_errno(DWORD code)
+gint vel_utils_stream_errno(guint32 code)
 {
     switch (code) {
     case ERROR_FILE_NOT_FOUND:
@@ -68,6 +68,16 @@ static wchar_t *vel_utils_stream_join(const wchar_t *prefix, const wchar_t *rest
     return joined;
 }
 
+wchar_t *vel_utils_stream_extend(wchar_t *full)
+{
+    if (vel_utils_stream_begins(full, L"\\\\?\\") || vel_utils_stream_begins(full, L"\\\\.\\"))
+        return full;
+    g_autofree wchar_t *path = full;
+    if (vel_utils_stream_begins(path, L"\\\\"))
+        return vel_utils_stream_join(L"\\\\?\\UNC\\", path + 2);
+    return vel_utils_stream_join(L"\\\\?\\", path);
+}
+
 wchar_t *vel_utils_stream_full_path(const gchar *path)
 {
     g_autofree gunichar2 *units = g_utf8_to_utf16(path, -1, nullptr, nullptr, nullptr);
@@ -91,12 +101,8 @@ wchar_t *vel_utils_stream_full_path_utf16(const wchar_t *path)
         errno = vel_utils_stream_errno(length == 0 ? GetLastError() : ERROR_INVALID_NAME);
         return nullptr;
     }
-    if (length < VEL_UTILS_STREAM_LONG_PATH || vel_utils_stream_begins(full, L"\\\\?\\") ||
-        vel_utils_stream_begins(full, L"\\\\.\\"))
-        return g_steal_pointer(&full);
-    if (vel_utils_stream_begins(full, L"\\\\"))
-        return vel_utils_stream_join(L"\\\\?\\UNC\\", full + 2);
-    return vel_utils_stream_join(L"\\\\?\\", full);
+    return length < VEL_UTILS_STREAM_LONG_PATH ? g_steal_pointer(&full)
+                                               : vel_utils_stream_extend(g_steal_pointer(&full));
 }
 
 static bool vel_utils_stream_is_folder(const wchar_t *full)

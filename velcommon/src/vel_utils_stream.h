@@ -29,7 +29,7 @@ gboolean vel_utils_fseek(FILE *file, gint64 offset, gint whence);
 gint64 vel_utils_ftell(FILE *file);
 
 /// Tells the size in bytes that a stream's file has now, without moving or reading anything; -1
-/// when the stream is none of a file on a disk or the system does not tell.
+/// when the stream does not read a file on a disk or the system does not tell.
 gint64 vel_utils_fsize(FILE *file);
 
 G_END_DECLS

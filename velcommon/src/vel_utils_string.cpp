@@ -58,17 +58,6 @@ gunichar2 *vel_utils_wcsconcat(const gunichar2 *first, ...)
     return joined;
 }
 
-template <typename T> static gint32 vel_utils_three_way(T a, T b)
-{
-    return gint32{a > b} - gint32{a < b};
-}
-
-gint32 vel_utils_timespec_cmp(const vel_utils_timespec *a, const vel_utils_timespec *b)
-{
-    const gint32 seconds = vel_utils_three_way(a->seconds, b->seconds);
-    return seconds != 0 ? seconds : vel_utils_three_way(a->nanoseconds, b->nanoseconds);
-}
-
 GPtrArray *vel_utils_strv_to_g_ptr_array(const gchar *const *strv)
 {
     GPtrArray *const array = g_ptr_array_new_with_free_func(g_free);

@@ -1,16 +1,10 @@
-// Helpers for strings in UTF-8 and UTF-16 and for points in time. All are free of shared state, may
-// be called from any thread and do the same on every system.
+// Helpers for strings in UTF-8 and UTF-16. All are free of shared state, may be called from any
+// thread and do the same on every system.
 #pragma once
 
 #include <glib.h>
 
 G_BEGIN_DECLS
-
-/// A point in time, since 1970 in UTC.
-typedef struct vel_utils_timespec {
-    gint64 seconds;     ///< May be negative.
-    gint32 nanoseconds; ///< Added to the seconds; 0..999,999,999.
-} vel_utils_timespec;
 
 /// Joins UTF-16 strings.
 /// @param first  zero-terminated, borrowed, as are all that follow; a null pointer ends the list
@@ -18,11 +12,6 @@ typedef struct vel_utils_timespec {
 /// @return the strings one after the other, zero-terminated; caller frees with g_free()
 /// One allocation for the result, however many strings there are.
 gunichar2 *vel_utils_wcsconcat(const gunichar2 *first, ...);
-
-/// Compares two points in time, the seconds first.
-/// @param a, b  borrowed
-/// @return -1, 0 or 1 as a is before, at or after b
-gint32 vel_utils_timespec_cmp(const vel_utils_timespec *a, const vel_utils_timespec *b);
 
 /// Copies an array of strings.
 /// @param strv  ended by a null pointer, borrowed

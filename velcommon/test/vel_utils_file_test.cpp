@@ -73,7 +73,36 @@ struct VelUtilsFileCopy : vel_utils_file_fixture {
     }
 };
 
+gint32 compare_times(gint64 a_seconds, gint32 a_nanoseconds, gint64 b_seconds, gint32 b_nanoseconds)
+{
+    const vel_utils_timespec a = {a_seconds, a_nanoseconds};
+    const vel_utils_timespec b = {b_seconds, b_nanoseconds};
+    return vel_utils_timespec_cmp(&a, &b);
+}
+
 } // namespace
+
+TEST(VelUtilsTimespecCmp, SecondsComeFirst)
+{
+    EXPECT_EQ(compare_times(1, 999999999, 2, 0), -1);
+    EXPECT_EQ(compare_times(2, 0, 1, 999999999), 1);
+    EXPECT_EQ(compare_times(-2, 999999999, -1, 0), -1);
+}
+
+TEST(VelUtilsTimespecCmp, NanosecondsDecideBetweenTheSameSeconds)
+{
+    EXPECT_EQ(compare_times(5, 1, 5, 2), -1);
+    EXPECT_EQ(compare_times(5, 2, 5, 1), 1);
+    EXPECT_EQ(compare_times(5, 2, 5, 2), 0);
+}
+
+TEST(VelUtilsTimespecCmp, TheWholeRangeOfSecondsCompares)
+{
+    EXPECT_EQ(compare_times(G_MININT64, 0, G_MAXINT64, 0), -1);
+    EXPECT_EQ(compare_times(G_MAXINT64, 0, G_MININT64, 0), 1);
+    EXPECT_EQ(compare_times(0, G_MININT32, 0, G_MAXINT32), -1);
+    EXPECT_EQ(compare_times(gint64{1} << 32, 0, 0, 0), 1);
+}
 
 TEST_F(VelUtilsFileUpToDate, ANewerTargetIs)
 {

@@ -34,13 +34,6 @@ std::u16string taken(gunichar2 *str)
     return copy;
 }
 
-gint32 compare_times(gint64 a_seconds, gint32 a_nanoseconds, gint64 b_seconds, gint32 b_nanoseconds)
-{
-    const vel_utils_timespec a = {a_seconds, a_nanoseconds};
-    const vel_utils_timespec b = {b_seconds, b_nanoseconds};
-    return vel_utils_timespec_cmp(&a, &b);
-}
-
 std::string replaced(const char *str, const char *suffix, const char *replacement)
 {
     return taken(vel_utils_str_replace_suffix(str, suffix, replacement));
@@ -129,28 +122,6 @@ TEST(VelUtilsWcsconcat, JoinsMoreStringsThanTheListOfLengthsHoldsAtFirst)
     EXPECT_EQ(taken(vel_utils_wcsconcat(s, s, s, s, s, s, s, s, s, s, s, s, s, s, s, s, s, s, s, s,
                                         units(u"21"), nullptr)),
               ten + ten + u"21");
-}
-
-TEST(VelUtilsTimespecCmp, SecondsComeFirst)
-{
-    EXPECT_EQ(compare_times(1, 999999999, 2, 0), -1);
-    EXPECT_EQ(compare_times(2, 0, 1, 999999999), 1);
-    EXPECT_EQ(compare_times(-2, 999999999, -1, 0), -1);
-}
-
-TEST(VelUtilsTimespecCmp, NanosecondsDecideBetweenTheSameSeconds)
-{
-    EXPECT_EQ(compare_times(5, 1, 5, 2), -1);
-    EXPECT_EQ(compare_times(5, 2, 5, 1), 1);
-    EXPECT_EQ(compare_times(5, 2, 5, 2), 0);
-}
-
-TEST(VelUtilsTimespecCmp, TheWholeRangeOfSecondsCompares)
-{
-    EXPECT_EQ(compare_times(G_MININT64, 0, G_MAXINT64, 0), -1);
-    EXPECT_EQ(compare_times(G_MAXINT64, 0, G_MININT64, 0), 1);
-    EXPECT_EQ(compare_times(0, G_MININT32, 0, G_MAXINT32), -1);
-    EXPECT_EQ(compare_times(gint64{1} << 32, 0, 0, 0), 1);
 }
 
 TEST(VelUtilsStrvToGPtrArray, CopiesEveryString)
