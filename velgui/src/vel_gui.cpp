@@ -2,6 +2,7 @@
 // message loop. UI thread, but for vel_gui_abort().
 #include "vel_gui_internal.h"
 
+#include <atomic>
 #include <cstdlib>
 #include <uxtheme.h>
 
@@ -9,7 +10,7 @@
 #include "vel_gui_table.h"
 
 vel_gui_handles vel_gui_instance;
-std::atomic<bool> vel_gui_aborting;
+static std::atomic<bool> vel_gui_aborting;
 
 wchar_t *vel_gui_to_utf_16(const gchar *text)
 {
@@ -51,6 +52,11 @@ void vel_gui_abort(const gchar *message)
     MessageBoxW(nullptr, text, L"Error", MB_ICONERROR);
     g_free(text);
     exit(1);
+}
+
+gboolean vel_gui_is_aborting(void)
+{
+    return vel_gui_aborting;
 }
 
 SIZE vel_gui_measure_text_utf_16(const gunichar2 *text, gint32 length)

@@ -32,6 +32,10 @@ G_NORETURN void vel_gui_abort(const gchar *message);
 
 #ifdef _WIN32
 
+/// Whether vel_gui_abort() shows its box. The box has no owner and disables no window, so a
+/// window's procedure must see to it that nothing begins behind it. Any thread.
+gboolean vel_gui_is_aborting(void);
+
 /// Starts buffered painting, fetches the font and creates the lock of the wheel accumulator.
 /// Ends the program with "InitializeCriticalSectionAndSpinCount failed" when there is no lock.
 void vel_gui_init(void);

@@ -94,7 +94,7 @@ static SIZE vel_gui_preferred_button_size(HWND button)
 {
     SIZE size = {};
     SendMessageW(button, BCM_GETIDEALSIZE, 0, reinterpret_cast<LPARAM>(&size));
-    const LONG type = GetWindowLongW(button, GWL_STYLE) & 0xF;
+    const LONG type = GetWindowLongW(button, GWL_STYLE) & BS_TYPEMASK;
     if (type != BS_PUSHBUTTON && type != BS_DEFPUSHBUTTON)
         return size;
     return {MAX(size.cx + 25, 80), size.cy + 10};

@@ -5,8 +5,8 @@
 #include <commctrl.h>
 #include <cwchar>
 
-#include "vel_gui_arithmetic.h"
 #include "vel_gui_internal.h"
+#include "vel_gui_table_arithmetic.h"
 
 const wchar_t *const vel_gui_table_window_class_ = L"GuiTable";
 gboolean vel_gui_table_class_created_ = FALSE;

@@ -4,7 +4,7 @@
 
 #include <commctrl.h>
 
-#include "vel_gui_arithmetic.h"
+#include "vel_gui_table_arithmetic.h"
 
 /// The window system makes no window wider than this, wherever it is asked to put its edges.
 static const gint32 vel_gui_table_window_extent_max = 32767;

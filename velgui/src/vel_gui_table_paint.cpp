@@ -5,8 +5,8 @@
 
 #include <uxtheme.h>
 
-#include "vel_gui_arithmetic.h"
 #include "vel_gui_internal.h"
+#include "vel_gui_table_arithmetic.h"
 
 /// What a repaint works on; client coordinates.
 typedef struct vel_gui_table_view {
@@ -77,7 +77,7 @@ static void vel_gui_table_paint_cell(const vel_gui_table_view *view, gint32 row,
                            view->focus ? table->selection_brush : table->inactive_selection_brush);
     }
     // While a fatal error is shown no text is asked for: it might fail in the same way.
-    if (table->get_text == nullptr || vel_gui_aborting)
+    if (table->get_text == nullptr || vel_gui_is_aborting())
         return;
     gunichar2 text[VEL_GUI_CELL_TEXT_MAX + 1];
     if (vel_gui_table_cell_text(table->get_text(row, column), text) == 0)

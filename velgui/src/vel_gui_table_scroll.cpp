@@ -3,7 +3,7 @@
 #include "vel_gui_table_internal.h"
 
 #include "vel_gui.h"
-#include "vel_gui_arithmetic.h"
+#include "vel_gui_table_arithmetic.h"
 
 static_assert(VEL_GUI_SCROLL_LINE_UP == SB_LINEUP && VEL_GUI_SCROLL_LINE_DOWN == SB_LINEDOWN);
 static_assert(VEL_GUI_SCROLL_PAGE_UP == SB_PAGEUP && VEL_GUI_SCROLL_PAGE_DOWN == SB_PAGEDOWN);

@@ -2,7 +2,7 @@
 #include "vel_gui_table_internal.h"
 
 #include "vel_assert.h"
-#include "vel_gui_arithmetic.h"
+#include "vel_gui_table_arithmetic.h"
 
 void vel_gui_table_select(vel_gui_table *table, gint32 row, gint32 column)
 {

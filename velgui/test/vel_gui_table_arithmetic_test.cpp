@@ -1,5 +1,5 @@
 // The table's rows, scroll positions and cell texts on plain values.
-#include "vel_gui_arithmetic.h"
+#include "vel_gui_table_arithmetic.h"
 
 #include <gtest/gtest.h>
 #include <memory>
