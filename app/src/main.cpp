@@ -30,7 +30,7 @@ static void quorlen_init_process(HINSTANCE instance)
     setlocale(LC_ALL, "");
     vel_fatal_box_install();
     vel_gui_instance.instance = instance;
-    const INITCOMMONCONTROLSEX classes = {sizeof classes, 0xFF};
+    const INITCOMMONCONTROLSEX classes = {sizeof classes, ICC_WIN95_CLASSES};
     InitCommonControlsEx(&classes);
     CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED | COINIT_DISABLE_OLE1DDE);
 }

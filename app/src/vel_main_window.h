@@ -1,7 +1,8 @@
 // The viewer's one main window: the structure that everything the user does with a file works on.
 // The file's own work (opening, scanning, the record cache) needs no window system:
 // vel_main_window_file.cpp and vel_main_window_cache.cpp reach it only through vel_main_window_ui.h
-// and the table control's model operations.
+// and the table control's model operations. Everything runs on the UI thread unless it says
+// otherwise.
 #pragma once
 
 #include <atomic>
@@ -35,6 +36,13 @@ enum {
 
 /// Records between two remembered positions; a cache miss parses one such group.
 #define VEL_MAIN_WINDOW_GROUP_SIZE 100
+
+/// Columns of `positions` and of the chunks that the scanner hands over.
+enum {
+    VEL_MAIN_WINDOW_POSITION_LINE = 0,
+    VEL_MAIN_WINDOW_POSITION_BLOCK = 1,
+    VEL_MAIN_WINDOW_POSITION_OFFSET = 2,
+};
 
 /// Fields of a record that are shown and searched at most: a header control's cost grows faster
 /// than its columns, and a million of them would keep it busy for hours.
@@ -99,8 +107,8 @@ typedef struct vel_main_window {
     gint32 limits_told;    ///< Those of them that the user has been told. UI thread.
 } vel_main_window;
 
-/// The one instance, set by vel_main_window_init(): window procedures and the cell-text callback
-/// find it here.
+/// The one instance, set by vel_main_window_init_data(): window procedures and the cell-text
+/// callback find it here.
 extern vel_main_window *vel_main_window_instance;
 
 G_BEGIN_DECLS
@@ -197,8 +205,7 @@ void vel_main_window_done_data(vel_main_window *window);
 /// @param encoding   a character-set name as the parser accepts it, or null to have it detected;
 /// borrowed
 /// @param error      the file cannot be opened or read, its encoding is unknown or does not fit, or
-/// a quote is left open
-///                   in its first records; no scan was started then
+/// a quote is left open in its first records; no scan was started then
 void vel_main_window_open_file(vel_main_window *window, const gchar *path, gchar separator,
                                const gchar *encoding, GError **error);
 
@@ -236,6 +243,13 @@ void vel_main_window_table_free(gpointer table);
 /// UI thread. Costs one seek and one block.
 void vel_main_window_go_to_group(const vel_main_window *window, vel_csv_parser *parser,
                                  gint32 group, GError **error);
+
+/// Puts the find parser in front of a record.
+/// @param record  index over all records of the file
+/// @param error   G_IO_ERROR, G_IO_ERROR_INVALID_ARGUMENT, "Record index out of bounds" when the
+/// scan has not remembered the record's group (or no file is open); what the parser reports
+/// UI thread, while no search runs. Costs one seek and the parse of at most 99 records.
+void vel_main_window_position_search(vel_main_window *window, gint32 record, GError **error);
 
 /// Finds a record in the cache, reading its group of a hundred records from the file when it is not
 /// there.

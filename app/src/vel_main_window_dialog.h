@@ -1,5 +1,5 @@
 // What the main window's small dialogs have in common: a panel for the controls, pairs of a label
-// and a control.
+// and a control. UI thread.
 #pragma once
 
 #include <glib.h>

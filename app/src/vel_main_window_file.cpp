@@ -14,9 +14,6 @@
 namespace
 {
 
-/// Columns of a position row.
-enum { COLUMN_LINE = 0, COLUMN_BLOCK = 1, COLUMN_OFFSET = 2 };
-
 /// A chunk is handed over once it holds more rows than this.
 constexpr gint32 CHUNK_ROWS = 1000;
 
@@ -64,7 +61,7 @@ void vel_main_window_init_data(vel_main_window *window)
 
     vel_table_init(&window->positions);
     vel_main_window_add_position_columns(&window->positions);
-    vel_table_add_index(&window->positions, COLUMN_LINE);
+    vel_table_add_index(&window->positions, VEL_MAIN_WINDOW_POSITION_LINE);
     // Positions are read by their row, which is the record's group: the index of 10^7 rows would
     // take a gigabyte, and seconds of the UI thread's time.
     vel_table_defer_indexes(&window->positions);
@@ -90,7 +87,7 @@ void vel_main_window_done_data(vel_main_window *window)
     g_clear_pointer(&window->cell_text.data, g_free);
 }
 
-/// Makes sure that the file can be read before anything is changed for it.
+/// Tells whether the file can be read at all, before the parsers look into it.
 static gboolean vel_main_window_check_readable(const gchar *path, GError **error)
 {
     FILE *const file = vel_utils_fopen_shared(path, error);
@@ -173,9 +170,9 @@ static void vel_main_window_append_position(vel_table *chunk, gint32 record, vel
 
     const gint32 row = chunk->n;
     vel_table_set_n(chunk, row + 1);
-    vel_table_set_int32(chunk, row, COLUMN_LINE, record);
-    vel_table_set_int32(chunk, row, COLUMN_BLOCK, block);
-    vel_table_set_int32(chunk, row, COLUMN_OFFSET, offset);
+    vel_table_set_int32(chunk, row, VEL_MAIN_WINDOW_POSITION_LINE, record);
+    vel_table_set_int32(chunk, row, VEL_MAIN_WINDOW_POSITION_BLOCK, block);
+    vel_table_set_int32(chunk, row, VEL_MAIN_WINDOW_POSITION_OFFSET, offset);
 }
 
 /// Remembers how far the file has gone, should it have grown since it was opened.
@@ -294,15 +291,28 @@ static void vel_main_window_reserve_positions(vel_table *positions, gint32 rows)
         vel_table_set_reserved(positions, gint32(std::min<gint64>(2 * needed, G_MAXINT32)));
 }
 
+/// Records that can be gone back to.
+static gint64 vel_main_window_reachable_records(const vel_main_window *window)
+{
+    return gint64{window->positions.n} * VEL_MAIN_WINDOW_GROUP_SIZE;
+}
+
 static void vel_main_window_take_chunks(vel_main_window *window)
 {
     vel_table *const positions = &window->positions;
+    const gint64 shown = gint64{window->table.rows} + (window->headers ? 1 : 0);
+    const gint64 reachable = vel_main_window_reachable_records(window);
     while (gpointer item = g_async_queue_try_pop(window->chunk_queue)) {
         const vel_table *const chunk = static_cast<vel_table *>(item);
         vel_main_window_reserve_positions(positions, chunk->n);
         vel_table_copy_rows(positions, positions->n, chunk, 0, chunk->n);
         vel_main_window_table_free(item);
     }
+    // The scanner tells its count before it hands over the way to the records counted, so rows may
+    // have been painted without their cells.
+    if (window->table.rows > 0 && shown > reachable &&
+        vel_main_window_reachable_records(window) > reachable)
+        vel_main_window_ui_repaint_table(window);
 }
 
 static void vel_main_window_update_rows(vel_main_window *window, gint32 rows)
@@ -328,7 +338,6 @@ static void vel_main_window_update_status(vel_main_window *window, gint32 rows)
 
 static void vel_main_window_tell(vel_main_window *window, gint32 limit, gchar *message)
 {
-    // The timer goes on while the box is there.
     if ((window->limits_told & limit) == 0) {
         window->limits_told |= limit;
         vel_main_window_ui_show_message(window, message);
@@ -338,6 +347,10 @@ static void vel_main_window_tell(vel_main_window *window, gint32 limit, gchar *m
 
 static void vel_main_window_tell_limits(vel_main_window *window)
 {
+    // A box over the progress dialog would keep a search from being ended when the dialog is closed
+    // under it, although the window could then be used. A later tick tells it.
+    if (!vel_main_window_ui_is_enabled(window))
+        return;
     const gint32 fields = window->max_field_count.load(std::memory_order_relaxed);
     if (fields > VEL_MAIN_WINDOW_MAX_FIELDS)
         vel_main_window_tell(window, VEL_MAIN_WINDOW_LIMIT_FIELDS,
@@ -427,6 +440,7 @@ void vel_main_window_close_file(vel_main_window *window)
     window->limits_reached = 0;
     window->limits_told = 0;
     vel_table_set_n(&window->positions, 0);
+    vel_table_set_reserved(&window->positions, 0);
     window->stop_scanning.exchange(0);
 
     vel_gui_table_set_num_rows(&window->table, 0);

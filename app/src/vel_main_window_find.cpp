@@ -98,7 +98,9 @@ static gboolean vel_main_window_wait_for_search(vel_main_window *window, search_
     if (!vel_job_is_complete(request->job)) {
         vel_progress_dialog dialog;
         vel_progress_dialog_init(&dialog, window->hwnd, request->job);
-        finished = vel_progress_dialog_show(&dialog);
+        // A dialog that was hidden with its owner, or ended with the program, was not cancelled;
+        // the search will be.
+        finished = vel_progress_dialog_show(&dialog) && vel_job_is_complete(request->job);
         vel_progress_dialog_done(&dialog);
     }
     vel_main_window_check_search(vel_main_window_search_end(request, thread));
@@ -127,6 +129,9 @@ void vel_main_window_find_next_action(vel_main_window *window)
     }
     // Right after a file was opened the timer has not brought the first positions yet.
     vel_main_window_update(window);
+    // That may have shown a box, and the window may have been closed behind it.
+    if (!IsWindow(window->hwnd))
+        return;
     vel_job job;
     vel_job_init(&job, "Searching");
     search_request request = {};

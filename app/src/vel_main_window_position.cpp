@@ -1,22 +1,15 @@
 // Going back to records whose places the scan has remembered.
-#include "vel_main_window_search.h"
+#include "vel_main_window.h"
 
 #include <gio/gio.h>
-
-namespace
-{
-
-/// Columns of a position row.
-enum { COLUMN_BLOCK = 1, COLUMN_OFFSET = 2 };
-
-} // namespace
 
 void vel_main_window_go_to_group(const vel_main_window *window, vel_csv_parser *parser,
                                  gint32 group, GError **error)
 {
     const vel_table *const positions = &window->positions;
-    vel_csv_parser_restore_offset(parser, vel_table_get_int32(positions, group, COLUMN_BLOCK),
-                                  vel_table_get_int32(positions, group, COLUMN_OFFSET), error);
+    vel_csv_parser_restore_offset(
+        parser, vel_table_get_int32(positions, group, VEL_MAIN_WINDOW_POSITION_BLOCK),
+        vel_table_get_int32(positions, group, VEL_MAIN_WINDOW_POSITION_OFFSET), error);
 }
 
 void vel_main_window_position_search(vel_main_window *window, gint32 record, GError **error)

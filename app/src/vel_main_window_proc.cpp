@@ -1,7 +1,6 @@
 // The main window's procedure: unpacks each message and hands it to the operation that it asks for.
 #include "vel_gui.h"
 #include "vel_main_window.h"
-#include "vel_main_window_ui.h"
 
 namespace
 {
@@ -9,11 +8,6 @@ namespace
 constexpr POINT MINIMUM_SIZE = {220, 110};
 
 } // namespace
-
-void vel_main_window_show_error(vel_main_window *window, const GError *error)
-{
-    vel_main_window_ui_show_message(window, error->message);
-}
 
 static void vel_main_window_on_size(vel_main_window *window, WPARAM type)
 {
@@ -75,9 +69,28 @@ static void vel_main_window_after_command(HWND hwnd)
         PostQuitMessage(0);
 }
 
+/// Whether a message is left alone because the program is about to end. Whoever opened a file
+/// behind the box of the scan's error would wait for the scanner, which waits for the box; what
+/// failed once would open box upon box; and closing the window would take the box away before it
+/// was read.
+static gboolean vel_main_window_is_too_late(UINT message)
+{
+    switch (message) {
+    case WM_CLOSE:
+    case WM_COMMAND:
+    case WM_TIMER:
+    case VEL_MAIN_WINDOW_SCAN_ERROR_MESSAGE:
+        return vel_gui_is_aborting();
+    default:
+        return FALSE;
+    }
+}
+
 LRESULT CALLBACK vel_main_window_proc(HWND hwnd, UINT message, WPARAM wparam, LPARAM lparam)
 {
     vel_main_window *const window = vel_main_window_instance;
+    if (vel_main_window_is_too_late(message))
+        return 0;
     switch (message) {
     case WM_DESTROY:
         PostQuitMessage(0);

@@ -16,7 +16,8 @@ G_BEGIN_DECLS
 /// and counts over as it goes.
 /// @param totals  what has been counted before: nothing, but for tests of files that no disk holds
 /// @param error   of reading; G_IO_ERROR_FAILED "The file has more than 2147483647 records, the
-/// most that can be shown", after all of those were handed over Scanner thread.
+/// most that can be shown". All that was counted before has been handed over then, too.
+/// Scanner thread.
 void vel_main_window_scan(vel_main_window *window, vel_csv_parser *parser, scan_totals totals,
                           GError **error);
 

@@ -7,7 +7,6 @@
 
 #include "vel_csv_parser.h"
 #include "vel_job.h"
-#include "vel_main_window.h"
 
 /// One search, from its start record to the first hit. Lives on the UI thread's stack until the
 /// thread was joined.
@@ -35,14 +34,6 @@ typedef struct search_term {
 } search_term;
 
 G_BEGIN_DECLS
-
-/// Puts the find parser in front of a record.
-/// @param record  index over all records of the file
-/// @param error   G_IO_ERROR, G_IO_ERROR_INVALID_ARGUMENT, "Record index out of bounds" when the
-/// scan has not remembered
-///                the record's group (or no file is open); what the parser reports
-/// UI thread, while no search runs. Costs one seek and the parse of at most 99 records.
-void vel_main_window_position_search(vel_main_window *window, gint32 record, GError **error);
 
 /// The "Searcher" thread: looks for the text from the parser's position on, field by field to the
 /// end of the file. A hit that the scan has not counted yet waits until it has. The job learns

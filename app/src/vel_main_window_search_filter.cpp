@@ -12,6 +12,7 @@ constexpr gunichar CAPITAL_SIGMA = 0x3A3; // In lower case one of two, as its ne
 constexpr gunichar FINAL_SIGMA = 0x3C2;
 constexpr gunichar CAPITAL_I_WITH_DOT = 0x130; // In lower case an i and a dot.
 constexpr gunichar COMBINING_DOT = 0x307;
+constexpr gunichar KELVIN_SIGN = 0x212A;  // In lower case a k.
 constexpr gunichar NO_CHARACTER = 0xFFFD; // What bytes that are no character count as.
 
 /// Bytes from which on a piece is so rare that a better one need not be looked for.
@@ -118,7 +119,7 @@ static void vel_main_window_filter_ascii(search_filter *filter, const gchar *tex
     vel_main_window_add_text(filter, text + piece.start, piece.length, TRUE,
                              piece.length < filter->piece_length);
     if (memchr(text + piece.start, 'k', piece.length) != nullptr)
-        vel_main_window_add_character(filter, 0x212A, FALSE);
+        vel_main_window_add_character(filter, KELVIN_SIGN, FALSE);
     if (memchr(text + piece.start, 'i', piece.length) != nullptr)
         vel_main_window_add_character(filter, CAPITAL_I_WITH_DOT, FALSE);
 }

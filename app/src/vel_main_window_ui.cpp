@@ -30,10 +30,25 @@ void vel_main_window_ui_set_status(vel_main_window *window, const gchar *text)
     SendMessageW(window->status_bar, SB_SETTEXTW, 0, reinterpret_cast<LPARAM>(wide));
 }
 
+void vel_main_window_ui_repaint_table(vel_main_window *window)
+{
+    InvalidateRect(window->table.window, nullptr, FALSE);
+}
+
+gboolean vel_main_window_ui_is_enabled(vel_main_window *window)
+{
+    return IsWindowEnabled(window->hwnd);
+}
+
 void vel_main_window_ui_show_message(vel_main_window *window, const gchar *message)
 {
     g_autofree gunichar2 *wide = g_utf8_to_utf16(message, -1, nullptr, nullptr, nullptr);
     MessageBoxW(window->hwnd, reinterpret_cast<const wchar_t *>(wide), L"Error", MB_ICONERROR);
+}
+
+void vel_main_window_show_error(vel_main_window *window, const GError *error)
+{
+    vel_main_window_ui_show_message(window, error->message);
 }
 
 void vel_main_window_ui_send_scan_error(vel_main_window *window, GError *error)

@@ -17,6 +17,13 @@ void vel_main_window_ui_check_headers(vel_main_window *window, gboolean checked)
 /// @param text  UTF-8, borrowed
 void vel_main_window_ui_set_status(vel_main_window *window, const gchar *text);
 
+/// Has the table control painted anew. UI thread.
+void vel_main_window_ui_repaint_table(vel_main_window *window);
+
+/// Whether the window can be used, that is neither a dialog nor a box of its own is open. UI
+/// thread.
+gboolean vel_main_window_ui_is_enabled(vel_main_window *window);
+
 /// Shows a message in a box captioned "Error", owned by the window; the program goes on. Returns
 /// when the box is closed; messages, timers too, are handled meanwhile. UI thread.
 /// @param message  UTF-8, borrowed

@@ -223,11 +223,13 @@ def check_traces(image, _version):
             yield "tells when its %s were made" % name
     for path in re.findall(rb"/(?:home|root|tmp|usr|build)/[ -~]{3,}", image.data):
         yield "names a path of the building machine: %s" % path.decode("ascii")
-    # The compiler's own headers have names there that are the same everywhere.
+    # The compiler's own headers have names there that are the same everywhere. A checkout may be at /src, and app/src is
+    # not below it.
     checkout = os.path.abspath(os.path.join(os.path.dirname(__file__), "..", "..")).encode()
     with open(os.path.join(os.path.dirname(image.path), DEBUG_FILE), "rb") as file:
         symbols = file.read()
-    for path in [checkout] if checkout in symbols else set(re.findall(rb"/(?:home|root|tmp)/[ -~]{3,}", symbols)):
+    for path in set(re.findall(rb"(?<![\w.-])" + re.escape(checkout) + rb"(?=[/\0])", symbols) or
+                    re.findall(rb"/(?:home|root|tmp)/[ -~]{3,}", symbols)):
         yield "has symbols that name a path of the building machine: %s" % path.decode("utf-8", "replace")
 
 

@@ -1,6 +1,7 @@
 // The record cache and the text of a cell.
 #include "vel_viewer_fixture.h"
 
+#include <algorithm>
 #include <random>
 
 class VelMainWindowFindRecord : public vel_viewer_fixture
@@ -90,6 +91,50 @@ TEST_F(VelMainWindowFindRecord, RowsAreInTheOrderTheyWereAdded)
     for (const gint32 record : range(100, 200))
         expected.push_back(record);
     EXPECT_EQ(cached_records(), expected);
+}
+
+TEST_F(VelMainWindowFindRecord, RowsAheadOfTheirPositionsAreRepaintedWhenTheseArrive)
+{
+    const auto repaints = [] {
+        return std::count(stand_in.calls.begin(), stand_in.calls.end(), "repaint");
+    };
+    stand_in_hold_publication(1);
+    open(write_file(vel_viewer_records(250)));
+    stand_in_wait_publication(1);
+    vel_main_window_update(&window);
+    EXPECT_EQ(window.table.rows, 100);
+    // As when the scanner is interrupted between telling the count and handing the rows over.
+    window.record_count.exchange(250);
+    vel_main_window_update(&window);
+    EXPECT_EQ(window.table.rows, 250);
+    EXPECT_EQ(cell(240, 1), "");
+    EXPECT_EQ(repaints(), 0);
+
+    stand_in_hold_publication(0);
+    wait_scanned();
+    vel_main_window_update(&window);
+    EXPECT_EQ(repaints(), 1);
+    EXPECT_EQ(cell(240, 1), "a240");
+    vel_main_window_update(&window);
+    EXPECT_EQ(repaints(), 1);
+}
+
+TEST_F(VelMainWindowFindRecord, OneRowAheadOfItsPositionBehindAHeaderIsRepaintedToo)
+{
+    stand_in_hold_publication(1);
+    open(write_file("name\n" + vel_viewer_records(250)));
+    stand_in_wait_publication(1);
+    vel_main_window_set_headers(&window, TRUE);
+    window.record_count.exchange(101);
+    vel_main_window_update(&window);
+    EXPECT_EQ(window.table.rows, 100);
+    EXPECT_EQ(cell(99, 1), "");
+
+    stand_in_hold_publication(0);
+    wait_scanned();
+    vel_main_window_update(&window);
+    EXPECT_EQ(std::count(stand_in.calls.begin(), stand_in.calls.end(), "repaint"), 1);
+    EXPECT_EQ(cell(99, 1), "a99");
 }
 
 TEST_F(VelMainWindowFindRecord, GroupThatIsNotPublishedIsNegative)

@@ -49,6 +49,7 @@ TEST_F(VelMainWindowClose, BringsBackTheStateWithoutAFile)
     EXPECT_EQ(window.record_count, 0);
     EXPECT_EQ(window.max_field_count, 0);
     EXPECT_EQ(window.positions.n, 0);
+    EXPECT_EQ(window.positions.reserved, 0);
     EXPECT_EQ(window.positions.n_columns, 3);
     EXPECT_EQ(window.cache->n, 0);
     EXPECT_EQ(window.cache_strings_floor, 0);

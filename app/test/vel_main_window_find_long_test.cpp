@@ -95,6 +95,48 @@ TEST_F(VelMainWindowLongFind, TheWindowAnswersWhileASearchRuns)
     expectSelected(1, 2);
 }
 
+TEST_F(VelMainWindowLongFind, ALimitIsToldWhenTheSearchIsOver)
+{
+    openLarge();
+    bool box_during_search = true;
+    whenDialog(L"ProgressDialog", L"Searching", [this, &box_during_search](HWND dialog) {
+        window->limits_reached = VEL_MAIN_WINDOW_LIMIT_BYTES;
+        // In a loop of its own a box would end here only.
+        PostMessageW(window->hwnd, WM_TIMER, VEL_MAIN_WINDOW_UPDATE_TIMER, 0);
+        vel_test_pump();
+        box_during_search = window->limits_told != 0;
+        press(dialog, IDCANCEL);
+    });
+    command(FIND_NEXT);
+    EXPECT_FALSE(box_during_search);
+    std::string text;
+    whenBox(L"Error", &text);
+    vel_main_window_update(window);
+    EXPECT_EQ(text, "The file has records of more than 67108864 bytes. Only the first 67108864 of "
+                    "each are shown.");
+}
+
+TEST_F(VelMainWindowLongFind, AWindowClosedBehindABoxSearchesNoMore)
+{
+    openCounted("a,b\nc,d\n");
+    setTerm("d");
+    window->limits_reached = VEL_MAIN_WINDOW_LIMIT_BYTES;
+    whenDialog(L"#32770", L"Error", [this](HWND) { PostMessageW(window->hwnd, WM_CLOSE, 0, 0); });
+    command(FIND_NEXT);
+    EXPECT_FALSE(IsWindow(window->hwnd));
+    expectSelected(0, 0);
+}
+
+TEST_F(VelMainWindowLongFind, ADialogHiddenWithItsOwnerIsNoSearchWithoutAHit)
+{
+    openLarge();
+    // As Windows does to the windows of one that is minimised.
+    expectCancelled([](HWND dialog) {
+        ShowWindow(dialog, SW_HIDE);
+        PostMessageW(dialog, WM_NULL, 0, 0);
+    });
+}
+
 TEST_F(VelMainWindowLongFind, CancelEndsASearch)
 {
     openLarge();

@@ -126,6 +126,17 @@ TEST_F(VelMainWindowLimit, FieldsWithoutAColumnAreToldOnce)
     EXPECT_EQ(stand_in.messages, (messages{FIELDS_MESSAGE, FIELDS_MESSAGE})) << "of another file";
 }
 
+TEST_F(VelMainWindowLimit, WhileADialogIsOpenNoLimitIsTold)
+{
+    stand_in.is_disabled = true;
+    show(wide_record(MAX_FIELDS + 1), ',', "UTF-8");
+    vel_main_window_update(&window);
+    EXPECT_EQ(stand_in.messages, messages());
+    stand_in.is_disabled = false;
+    vel_main_window_update(&window);
+    EXPECT_EQ(stand_in.messages, messages{FIELDS_MESSAGE});
+}
+
 TEST_F(VelMainWindowLimit, FieldsWithoutAColumnAreNotSearched)
 {
     show(wide_record(MAX_FIELDS + 2) + "x,f16385\n", ',', "UTF-8");

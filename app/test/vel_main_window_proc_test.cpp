@@ -57,6 +57,20 @@ protected:
 
 using VelMainWindowProcDeathTest = VelMainWindowProc;
 
+/// What a program told that showed the box "first" and none "second".
+struct FirstBoxOnly : testing::MatcherInterface<const std::string &> {
+    bool MatchAndExplain(const std::string &told, testing::MatchResultListener *) const override
+    {
+        return told.find("[box Error] first") != std::string::npos &&
+               told.find("second") == std::string::npos;
+    }
+
+    void DescribeTo(std::ostream *out) const override
+    {
+        *out << "only the box \"first\"";
+    }
+};
+
 } // namespace
 
 TEST_F(VelMainWindowProc, DestroyingPostsTheQuitMessage)
@@ -227,4 +241,35 @@ TEST_F(VelMainWindowProcDeathTest, TheScannersErrorEndsTheProgram)
 {
     GError error = {1, 2, const_cast<gchar *>("Unclosed quoted value")};
     VEL_EXPECT_ERROR_BOX(call(1026, 0, reinterpret_cast<LPARAM>(&error)), "Unclosed quoted value");
+}
+
+TEST_F(VelMainWindowProcDeathTest, AScanErrorBehindTheBoxOfAnotherErrorShowsNoBox)
+{
+    static GError second = {0, 0, const_cast<gchar *>("second")};
+    GError first = {0, 0, const_cast<gchar *>("first")};
+    EXPECT_EXIT(
+        {
+            PostMessageW(window->hwnd, VEL_MAIN_WINDOW_SCAN_ERROR_MESSAGE, 0,
+                         reinterpret_cast<LPARAM>(&second));
+            vel_test_answer_boxes();
+            call(VEL_MAIN_WINDOW_SCAN_ERROR_MESSAGE, 0, reinterpret_cast<LPARAM>(&first));
+        },
+        testing::ExitedWithCode(1), testing::Matcher<const std::string &>(new FirstBoxOnly));
+}
+
+TEST_F(VelMainWindowProcDeathTest, BehindTheBoxOfAnErrorTheTimerTakesNothingOver)
+{
+    GError error = {0, 0, const_cast<gchar *>("broken")};
+    const auto tell_rows = [] {
+        fprintf(stderr, "[%d rows]\n", vel_main_window_instance->table.rows);
+    };
+    EXPECT_EXIT(
+        {
+            vel_test_answer_boxes();
+            atexit(tell_rows);
+            window->record_count = 7;
+            PostMessageW(window->hwnd, WM_TIMER, VEL_MAIN_WINDOW_UPDATE_TIMER, 0);
+            call(VEL_MAIN_WINDOW_SCAN_ERROR_MESSAGE, 0, reinterpret_cast<LPARAM>(&error));
+        },
+        testing::ExitedWithCode(1), "\\[0 rows\\]");
 }

@@ -240,6 +240,21 @@ TEST_F(VelMainWindowSettingsFaultDeathTest, AReadOnlyDatabaseEndsTheClose)
     expectLeftAsTheyWere();
 }
 
+TEST_F(VelMainWindowSettingsFaultDeathTest, ClosingAgainBehindTheBoxOfAFailedCloseEndsTheProgram)
+{
+    VEL_EXPECT_ERROR_BOX(
+        {
+            makeIntact();
+            vel_sqlite3_install_faults();
+            vel_sqlite3_faults.database_is_read_only = true;
+            createAndShow();
+            PostMessageW(window->hwnd, WM_CLOSE, 0, 0);
+            closeAndDone();
+        },
+        "Executing an SQL failed: attempt to write a readonly database");
+    expectLeftAsTheyWere();
+}
+
 TEST_F(VelMainWindowSettingsFaultDeathTest, WritesOfACloseMayFailAndLoseNoRow)
 {
     // How many there are.

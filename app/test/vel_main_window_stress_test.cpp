@@ -91,6 +91,13 @@ protected:
         ASSERT_EQ(stand_in.errors.size(), file.fails ? 1U : 0U);
     }
 
+    /// Until the scanner is done, or waits for its error to be handled.
+    void wait_for_report() const
+    {
+        while (window.scanner_done.load() == 0 && !stand_in_has_message())
+            std::this_thread::yield();
+    }
+
     int hits = 0;
     int given_up = 0;
 
@@ -182,6 +189,8 @@ TEST_F(VelMainWindowStress, FilesAreReplacedAndSearchedAtAnyMoment)
             ASSERT_FALSE(HasFatalFailure());
             ended++;
         }
+        if (below(2) == 0)
+            wait_for_report();
         const size_t errors = stand_in.errors.size();
         vel_main_window_close_file(&window);
         failed_while_closing += stand_in.errors.size() > errors;

@@ -3,14 +3,12 @@
 //
 //   vel_probe wait-counted SECONDS   0: the file is counted, 1: not yet, 2: a box "Error" is open,
 //                                    3: no window
-//   vel_probe wait-window SECONDS    0: the main window is visible, 2, 3 as above
 //   vel_probe wait-dialog TITLE      0: a dialog of the program or of the system has this title, 1
 //   vel_probe activate               brings the main window to the front; keys go there then
 //   vel_probe press KEY...           presses keys: "f3", "alt+h"
 //   vel_probe type TEXT
-//   vel_probe status | title | error | rect
+//   vel_probe status | error | rect
 //   vel_probe close SECONDS          asks the main window to close; 0: it is gone
-//   vel_probe dismiss                presses the "Error" box's button
 #include <fcntl.h>
 #include <io.h>
 
@@ -117,15 +115,6 @@ static vel_probe_exit vel_probe_close(DWORD timeout_ms)
     return gone ? VEL_PROBE_DONE : VEL_PROBE_NOT_YET;
 }
 
-static vel_probe_exit vel_probe_dismiss()
-{
-    const HWND box = vel_probe_error_box();
-    if (box == nullptr)
-        return VEL_PROBE_NO_WINDOW;
-    PostMessageW(box, WM_COMMAND, IDOK, 0);
-    return VEL_PROBE_DONE;
-}
-
 /// Left, top, width and height in pixels of the screen.
 static vel_probe_exit vel_probe_rect()
 {
@@ -150,20 +139,14 @@ static vel_probe_exit vel_probe_run(const char *command, double seconds)
     const DWORD timeout_ms = static_cast<DWORD>(seconds * 1000);
     if (strcmp(command, "wait-counted") == 0)
         return vel_probe_wait_counted(timeout_ms);
-    if (strcmp(command, "wait-window") == 0)
-        return vel_probe_wait_window(timeout_ms);
     if (strcmp(command, "status") == 0)
         return vel_probe_show(vel_probe_main_window(), vel_remote_window_get_status);
-    if (strcmp(command, "title") == 0)
-        return vel_probe_show(vel_probe_main_window(), vel_remote_window_get_text);
     if (strcmp(command, "error") == 0)
         return vel_probe_show(vel_probe_error_box(), vel_remote_window_get_box_text);
     if (strcmp(command, "rect") == 0)
         return vel_probe_rect();
     if (strcmp(command, "close") == 0)
         return vel_probe_close(timeout_ms);
-    if (strcmp(command, "dismiss") == 0)
-        return vel_probe_dismiss();
     if (strcmp(command, "activate") == 0)
         return vel_probe_activate();
     return VEL_PROBE_USAGE;
@@ -189,9 +172,7 @@ int main(int argc, char **argv)
                                       ? vel_probe_run(argv[1], 10.0)
                                       : vel_probe_run_with_texts(argv[1], argc - 2, argv + 2);
     if (result == VEL_PROBE_USAGE)
-        fprintf(stderr,
-                "usage: vel_probe wait-counted|wait-window|status|title|error|rect|close|dismiss|"
-                "activate [SECONDS]\n"
-                "       vel_probe press KEY... | type TEXT | wait-dialog TITLE\n");
+        fprintf(stderr, "usage: vel_probe wait-counted|status|error|rect|close|activate [SECONDS]\n"
+                        "       vel_probe press KEY... | type TEXT | wait-dialog TITLE\n");
     return result;
 }

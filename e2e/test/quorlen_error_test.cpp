@@ -13,6 +13,15 @@ namespace
 class QuorlenError : public VelE2eTest
 {
 protected:
+    /// A file that opens; further down a quote is left open.
+    std::string makeBroken() const
+    {
+        std::string contents = "name,number\n";
+        for (int i = 0; i < 5000; i++)
+            contents += "r," + std::to_string(i) + "\n";
+        return makeFile("quote.csv", contents + "r,\"open\n" + contents);
+    }
+
     /// Starts the program with a path that cannot be opened: a box, then a usable window without a
     /// file.
     void expectGoesOn(const std::string &path, const std::string &message,
@@ -80,11 +89,20 @@ TEST_F(QuorlenError, AQuoteLeftOpenInTheFirstRecordsIsTold)
 
 TEST_F(QuorlenError, AQuoteLeftOpenFurtherDownEndsTheProgram)
 {
-    std::string contents = "name,number\n";
-    for (int i = 0; i < 5000; i++)
-        contents += "r," + std::to_string(i) + "\n";
-    VelE2eProgram program(makeFile("quote.csv", contents + "r,\"open\n" + contents));
+    VelE2eProgram program(makeBroken());
     expectEndsWith(&program, "Unclosed quoted value", "open-quote");
+}
+
+TEST_F(QuorlenError, BehindTheBoxOfAnErrorNoCommandBegins)
+{
+    VelE2eProgram program(makeBroken());
+    EXPECT_EQ(program.waitForBox(), "Unclosed quoted value");
+    // A dialog would keep the program from ending, and an end take the box away.
+    for (const WPARAM command : std::vector<WPARAM>({1, 2, 3, 4, 5, 6}))
+        PostMessageW(program.window(), WM_COMMAND, command, 0);
+    PostMessageW(program.window(), WM_CLOSE, 0, 0);
+    EXPECT_TRUE(program.dismissBox());
+    EXPECT_EQ(program.waitForEnd(), 1);
 }
 
 TEST_F(QuorlenError, ASettingsFileThatIsNoDatabaseEndsTheProgram)

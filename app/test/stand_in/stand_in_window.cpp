@@ -120,6 +120,16 @@ void vel_main_window_ui_set_status(vel_main_window *, const gchar *text)
     stand_in.calls.push_back("status");
 }
 
+void vel_main_window_ui_repaint_table(vel_main_window *)
+{
+    stand_in.calls.push_back("repaint");
+}
+
+gboolean vel_main_window_ui_is_enabled(vel_main_window *)
+{
+    return !stand_in.is_disabled;
+}
+
 void vel_main_window_ui_show_message(vel_main_window *, const gchar *message)
 {
     stand_in.messages.push_back(message);

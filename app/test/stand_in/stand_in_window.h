@@ -38,6 +38,7 @@ struct stand_in_window {
     std::vector<std::string> calls;       ///< Operations in their order, e.g. "clear columns".
     std::vector<std::string> errors;      ///< Messages of the scan errors delivered.
     std::vector<std::string> messages;    ///< Texts of the boxes shown, oldest first.
+    bool is_disabled;                     ///< Whether a dialog of the main window is open.
     bool aborts_on_error; ///< Whether a scan error ends the process, as in the program.
     std::function<void()> on_header_mark; ///< Runs when the check mark is set, if not empty.
     std::function<void()> on_abort;       ///< Runs before vel_gui_abort() ends the process.
