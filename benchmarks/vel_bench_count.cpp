@@ -50,7 +50,7 @@ static void vel_bench_add_counters(vel_bench_comparison *comparison, const vel_b
                                     }});
     for (const std::string &level : vel_bench_simd_levels) {
         comparison->variants.push_back(
-            {"count" + (level.empty() ? "" : ", VEL_SIMD=" + level), RECORDS, [file, level] {
+            {"count" + (level.empty() ? "" : ", " + level), RECORDS, [file, level] {
                  vel_bench_use_simd(level);
                  const auto found = vel_bench_parser_count(file, nullptr);
                  vel_bench_use_simd("");

@@ -5,6 +5,7 @@
 #include "vel_bench_parser.h"
 #include "vel_bench_read.h"
 #include "vel_bench_shape.h"
+#include "vel_main_window.h"
 #include "vel_main_window_search.h"
 
 #include <cstring>

@@ -9,8 +9,8 @@ struct vel_bench_variant {
     std::string name;
     std::string kind; ///< Of its findings; those of one kind must be equal.
     std::function<vel_bench_finding()> run;
-    gdouble share =
-        1; ///< Of the whole that a run gets done, for a way that takes too long for all.
+    /// Of the whole that a run gets done, for a way that takes too long for all.
+    gdouble share = 1;
 };
 
 /// A variant that the others are set in relation to: a column of the table.

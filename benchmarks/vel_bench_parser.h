@@ -28,8 +28,8 @@ vel_bench_finding vel_bench_parser_count(const vel_bench_file *file,
 /// Reads all records of a file with their fields.
 vel_bench_finding vel_bench_parser_read(const vel_bench_file *file);
 
-/// What VEL_SIMD can be set to, to be measured against each other; empty for what the product
-/// chooses by itself.
+/// The instruction sets that are measured against each other; empty for what the product chooses by
+/// itself.
 extern const std::vector<std::string> vel_bench_simd_levels;
 
 /// Has the product use certain instructions from now on.

@@ -33,27 +33,26 @@ the check of the source format: clang-format
 LIST
 }
 
-install_packages_to_fuzz() {
+# Nothing but the native build, which the next two have, too.
+install_packages_to_bench-native() {
     cat <<'LIST'
 the build: cmake ninja-build pkgconf
 the native libraries: g++ libglib2.0-dev libsqlite3-dev libgtest-dev
+LIST
+}
+
+install_packages_to_fuzz() {
+    install_packages_to_bench-native
+    cat <<'LIST'
 the fuzzer and its sanitizers: clang-14 libclang-rt-14-dev llvm-14
 LIST
 }
 
 install_packages_to_coverage() {
+    install_packages_to_bench-native
     cat <<'LIST'
-the build: cmake ninja-build pkgconf
-the native libraries: g++ libglib2.0-dev libsqlite3-dev libgtest-dev
 the compiler that counts and what reads its counters: clang-14 libclang-rt-14-dev llvm-14
 the report: python3
-LIST
-}
-
-install_packages_to_bench-native() {
-    cat <<'LIST'
-the build: cmake ninja-build pkgconf
-the native libraries: g++ libglib2.0-dev libsqlite3-dev libgtest-dev
 LIST
 }
 
@@ -101,7 +100,7 @@ install_all() {
         return 0
     fi
     quorlen_say "Fetching new package lists first"
-    install_as_root apt-get update -q
+    install_as_root apt-get update -q || quorlen_say "Some package lists cannot be had; trying with those that are there"
     install_missing
 }
 

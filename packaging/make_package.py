@@ -10,6 +10,7 @@ import hashlib
 import os
 import re
 import shutil
+import subprocess
 import sys
 import textwrap
 import time
@@ -171,7 +172,7 @@ def main():
     wanted = parser.parse_args()
     try:
         names = make_package(wanted.build, wanted.prefix, wanted.version, int(wanted.epoch), wanted.dist)
-    except (OSError, ValueError) as error:
+    except (OSError, ValueError, subprocess.CalledProcessError) as error:
         sys.exit("make_package.py: %s" % error)
     for name in names:
         print("%9d bytes  %s" % (os.path.getsize(os.path.join(wanted.dist, name)), name))

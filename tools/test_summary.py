@@ -5,6 +5,7 @@ A suite is one program of a preset. Its cases are counted from GoogleTest's resu
 whether the program as a whole succeeded, so that a crash, a time-out or a sanitizer's report counts as a failure even
 where all cases passed. A test that is no GoogleTest program counts as one case. The checks of the sources come first.
 """
+import functools
 import os
 import re
 import subprocess
@@ -35,7 +36,7 @@ def suite_counts(preset, name, succeeded):
     results = os.path.join(ROOT, "build", preset, "test-results", name + ".xml")
     counts = gtest_counts(results)
     if counts is None:
-        script = not suite_is_gtest(preset, name)
+        script = name not in gtest_suites(preset)
         return (1, 0, 0, "") if script and succeeded else (0, 1, 0, "" if script else "ended without results")
     passed, failed, skipped = counts
     if not succeeded and failed == 0:
@@ -45,18 +46,12 @@ def suite_counts(preset, name, succeeded):
     return passed, failed, skipped, ""
 
 
-def suite_is_gtest(preset, name):
-    """Whether CTest runs the suite with a GoogleTest result file."""
-    return name in gtest_suites(preset)
-
-
-def gtest_suites(preset, known={}):
-    if preset not in known:
-        listing = subprocess.run(
-            ["ctest", "--test-dir", os.path.join(ROOT, "build", preset), "--show-only=json-v1"],
-            capture_output=True, text=True, check=False).stdout
-        known[preset] = set(re.findall(r"--gtest_output=xml:[^\"]*/([^/\"]+)\.xml", listing))
-    return known[preset]
+@functools.lru_cache(maxsize=None)
+def gtest_suites(preset):
+    """The suites that CTest runs with a GoogleTest result file."""
+    listing = subprocess.run(["ctest", "--test-dir", os.path.join(ROOT, "build", preset), "--show-only=json-v1"],
+                             capture_output=True, text=True, check=False).stdout
+    return set(re.findall(r"--gtest_output=xml:[^\"]*/([^/\"]+)\.xml", listing))
 
 
 def preset_suites(preset):
