@@ -4,9 +4,10 @@
 # The process of the program, or rather of Wine's loader that runs it.
 program=''
 
+# A program that cannot even be looked into must not keep whoever looks.
 # shellcheck disable=SC2154 # from lib.sh
 probe() {
-    "$quorlen_root/tools/wine-run" "$quorlen_root/build/windows/e2e/vel_probe.exe" "$@"
+    timeout --kill-after=5 60 "$quorlen_root/tools/wine-run" "$quorlen_root/build/windows/e2e/vel_probe.exe" "$@"
 }
 
 # Whatever went wrong, the program does not outlive this script.

@@ -259,7 +259,7 @@ protected:
         return vel_test_wide(path);
     }
 
-    VelTestWatchdog watchdog;
+    VelWindowWatchdog watchdog{vel_test_patience()};
     VelTestFolder folder;
 };
 

@@ -19,6 +19,7 @@
 #include "vel_gui.h"
 #include "vel_main_window.h"
 #include "vel_remote_window.h"
+#include "vel_window_watchdog.h"
 
 /// How long anything may take that a test waits for.
 constexpr DWORD VEL_TEST_TIMEOUT_MS = 20000;
@@ -145,40 +146,14 @@ inline bool vel_test_pump_until(const std::function<bool()> &is_so,
     });
 }
 
-/// Ends a test that hangs, the whole program with it, and says so. The child process of a death
-/// test is ended first, so that its parent tells which one it was.
-class VelTestWatchdog
+/// How long a test may take. The child process of a death test is ended first, so that its parent
+/// tells which one it was.
+inline DWORD vel_test_patience()
 {
-public:
-    VelTestWatchdog()
-    {
-        // Set by the parent's folder, which comes after its watchdog.
-        const bool is_child = g_getenv("QUORLEN_TEST_FOLDER") != nullptr;
-        CreateTimerQueueTimer(&timer_, nullptr, bite, nullptr,
-                              is_child ? CHILD_PATIENCE_MS : PATIENCE_MS, 0, WT_EXECUTEONLYONCE);
-    }
-
-    ~VelTestWatchdog()
-    {
-        DeleteTimerQueueTimer(nullptr, timer_, INVALID_HANDLE_VALUE);
-    }
-
-    VelTestWatchdog(const VelTestWatchdog &) = delete;
-    VelTestWatchdog &operator=(const VelTestWatchdog &) = delete;
-
-private:
-    static constexpr DWORD PATIENCE_MS = 60000;
-    static constexpr DWORD CHILD_PATIENCE_MS = 30000;
-
-    static void CALLBACK bite(void *, BOOLEAN)
-    {
-        fprintf(stderr, "The test hangs.\n");
-        fflush(stderr);
-        TerminateProcess(GetCurrentProcess(), 98);
-    }
-
-    HANDLE timer_ = nullptr;
-};
+    // Set by the parent's folder, which comes after its watchdog.
+    const bool is_child = g_getenv("QUORLEN_TEST_FOLDER") != nullptr;
+    return is_child ? 30000 : 60000;
+}
 
 /// The toolkit running; create() makes the main window.
 class VelMainWindowTest : public testing::Test
@@ -294,7 +269,7 @@ protected:
         return vel_remote_window_get_titles(window->hwnd, 100);
     }
 
-    VelTestWatchdog watchdog;
+    VelWindowWatchdog watchdog{vel_test_patience()};
     VelTestFolder folder;
     std::unique_ptr<vel_main_window> storage = std::make_unique<vel_main_window>();
     vel_main_window *const window = storage.get();

@@ -114,3 +114,16 @@ TEST_F(QuorlenClose, OthersMayWriteRenameAndDeleteTheOpenFile)
     EXPECT_EQ(program.cellAt(150, program.headerHeight() + 31), "3");
     EXPECT_EQ(program.close(), 0);
 }
+
+TEST(QuorlenCloseDeathTest, AProgramEndsWithTheTestThatStartedIt)
+{
+    EXPECT_EXIT(
+        {
+            VelE2eProgram program;
+            const bool is_there = program.window() != nullptr;
+            TerminateProcess(GetCurrentProcess(), is_there ? 42 : 0);
+        },
+        testing::ExitedWithCode(42), "");
+    EXPECT_TRUE(vel_remote_window_wait(VEL_E2E_TIMEOUT_MS,
+                                       [] { return vel_remote_window_find(0) == nullptr; }));
+}

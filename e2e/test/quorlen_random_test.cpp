@@ -24,6 +24,7 @@ constexpr int ROWS_CHECKED = 3;
 /// Ticks and paints apart; a leak at every hundredth message would show.
 constexpr DWORD GDI_SLACK = 60;
 constexpr UINT REPOST_MS = 200;
+constexpr DWORD REST_MS = 1000;
 
 using records = std::vector<std::vector<std::string>>;
 
@@ -55,6 +56,7 @@ protected:
 
     records makeRecords();
     std::string writeRecords(const records &all);
+    void startWatched(const std::string &path);
     void setTerm(const std::string &term);
     int sendBatch(int most);
     void expectSound(const records &all);
@@ -83,6 +85,7 @@ private:
     void expectRow(const records &all, bool headers);
 
     std::mt19937 random_;
+    std::unique_ptr<VelE2eHeapWatch> heap_watch_;
 };
 
 } // namespace
@@ -117,6 +120,14 @@ std::string QuorlenRandom::writeRecords(const records &all)
         text += oneOf({"\n", "\r\n"});
     }
     return makeFile("random.csv", text);
+}
+
+void QuorlenRandom::startWatched(const std::string &path)
+{
+    start(path);
+    // What the window has to paint is painted then, and nothing more to be done.
+    Sleep(REST_MS);
+    heap_watch_ = std::make_unique<VelE2eHeapWatch>(program->id());
 }
 
 void QuorlenRandom::setTerm(const std::string &term)
@@ -433,7 +444,7 @@ void QuorlenRandom::expectSound(const records &all)
     // Twice, for columns of their first width.
     send(main(), WM_COMMAND, VEL_E2E_HEADERS);
     send(main(), WM_COMMAND, VEL_E2E_HEADERS);
-    EXPECT_EQ(vel_e2e_heap_damage(program->id()), "");
+    EXPECT_EQ(heap_watch_->damage(), "");
     const std::vector<std::string> titles = program->titles();
     ASSERT_EQ(titles.size(), static_cast<size_t>(FIELDS + 1));
     const bool headers = titles[1] != "Column 1";
@@ -445,7 +456,7 @@ void QuorlenRandom::expectSound(const records &all)
 TEST_F(QuorlenRandom, TenThousandMessagesChangeNothingThatMatters)
 {
     const records all = makeRecords();
-    start(writeRecords(all));
+    startWatched(writeRecords(all));
     setTerm("f5 \"");
     expectSound(all);
     DWORD gdi = 0;
@@ -455,6 +466,8 @@ TEST_F(QuorlenRandom, TenThousandMessagesChangeNothingThatMatters)
         while (sent < until && !HasFailure())
             sent += sendBatch(std::min(BATCH, until - sent));
         expectSound(all);
+        printf("%d messages\n", sent);
+        fflush(stdout);
         // By the second time the system has loaded what it keeps.
         if (sent == 2 * CHECKPOINT)
             gdi = vel_e2e_gdi_handles(program->id());
@@ -469,15 +482,13 @@ TEST(QuorlenRandomDeathTest, DamageInAHeapOfAProgramIsSeen)
 {
     constexpr int found = 42;
     static char *volatile block = nullptr;
-    EXPECT_EQ(vel_e2e_heap_damage(GetCurrentProcessId()), "");
+    EXPECT_EQ(VelE2eHeapWatch(GetCurrentProcessId()).damage(), "");
     EXPECT_EXIT(
         {
+            VelE2eHeapWatch watch(GetCurrentProcessId());
             block = static_cast<char *>(std::malloc(24));
             block[24] = 'x';
-            std::_Exit(vel_e2e_heap_damage(GetCurrentProcessId()) ==
-                               "a heap of the program is damaged"
-                           ? found
-                           : 0);
+            std::_Exit(watch.damage() == "a heap of the program is damaged" ? found : 0);
         },
         testing::ExitedWithCode(found), "")
         << "is WINEDEBUG=warn+heap set?";

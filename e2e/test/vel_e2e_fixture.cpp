@@ -58,6 +58,20 @@ fs::path kept_settings()
     return vel_e2e_settings_folder() + L".kept-by-tests";
 }
 
+/// The programs in it are ended when its only handle is closed, which the system does at the latest
+/// when this process is over.
+HANDLE job_of_programs()
+{
+    static const HANDLE job = [] {
+        const HANDLE made = CreateJobObjectW(nullptr, nullptr);
+        JOBOBJECT_EXTENDED_LIMIT_INFORMATION limits = {};
+        limits.BasicLimitInformation.LimitFlags = JOB_OBJECT_LIMIT_KILL_ON_JOB_CLOSE;
+        SetInformationJobObject(made, JobObjectExtendedLimitInformation, &limits, sizeof limits);
+        return made;
+    }();
+    return job;
+}
+
 bool open_clipboard()
 {
     return vel_remote_window_wait(COPY_MS, [] { return OpenClipboard(nullptr) != FALSE; });
@@ -131,9 +145,11 @@ void VelE2eProgram::start(const std::wstring &arguments, const wchar_t *in)
     std::wstring command = L"\"" + program + L"\"" + arguments;
     STARTUPINFOW startup = {};
     startup.cb = sizeof startup;
-    EXPECT_TRUE(CreateProcessW(program.c_str(), command.data(), nullptr, nullptr, FALSE, 0, nullptr,
-                               in, &startup, &process_))
+    EXPECT_TRUE(CreateProcessW(program.c_str(), command.data(), nullptr, nullptr, FALSE,
+                               CREATE_SUSPENDED, nullptr, in, &startup, &process_))
         << vel_e2e_to_utf_8(program) << ": " << GetLastError();
+    EXPECT_TRUE(AssignProcessToJobObject(job_of_programs(), process_.hProcess)) << GetLastError();
+    ResumeThread(process_.hThread);
 }
 
 VelE2eProgram::~VelE2eProgram()

@@ -10,11 +10,16 @@
 
 #include "vel_e2e_text.h"
 #include "vel_remote_window.h"
+#include "vel_window_watchdog.h"
 
 /// How long anything may take that a test waits for.
 constexpr DWORD VEL_E2E_TIMEOUT_MS = 15000;
 
-/// One run of the program; ended with this object if it still runs then.
+/// How long a test may take: less than what runs the tests gives them.
+constexpr DWORD VEL_E2E_PATIENCE_MS = 240000;
+
+/// One run of the program; ended with this object if it still runs then, or with the test's own
+/// process, however that ends: its window would be taken for that of a later test's program.
 class VelE2eProgram
 {
 public:
@@ -92,6 +97,9 @@ protected:
     std::string makeManyRecords(int records) const;
 
     std::string folder; ///< UTF-8, without a backslash at its end
+
+private:
+    VelWindowWatchdog watchdog_{VEL_E2E_PATIENCE_MS};
 };
 
 /// The program's settings folder.

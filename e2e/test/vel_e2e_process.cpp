@@ -2,6 +2,7 @@
 // a copy of a function of ours; system functions lie at the same address in every process.
 #include "vel_e2e_process.h"
 
+#include <cstddef>
 #include <cstdint>
 #include <vector>
 
@@ -17,10 +18,16 @@ constexpr size_t PAGE_BYTES = 4096;
 
 enum { HEAPS_SOUND = 1, HEAPS_DAMAGED = 2, HEAPS_UNKNOWN = 3 };
 
-/// What the function finds in the program: it can use nothing else, not even a constant.
+/// What the function finds in the program: it can use nothing else, not even a constant. The events
+/// are handles of the program.
 struct heap_check {
     decltype(&::GetProcessHeaps) get_heaps;
     decltype(&::HeapValidate) validate;
+    decltype(&::WaitForSingleObject) wait;
+    decltype(&::SetEvent) set;
+    HANDLE asked;
+    HANDLE answered;
+    DWORD result;
     HANDLE heaps[MOST_HEAPS];
 };
 
@@ -66,56 +73,86 @@ private:
 static DWORD WINAPI vel_e2e_check_heaps(void *parameter)
 {
     auto *const check = static_cast<heap_check *>(parameter);
-    const DWORD count = check->get_heaps(MOST_HEAPS, check->heaps);
-    if (count == 0 || count > MOST_HEAPS)
-        return HEAPS_UNKNOWN;
-    for (DWORD i = 0; i < count; i++) {
-        if (!check->validate(check->heaps[i], 0, nullptr))
-            return HEAPS_DAMAGED;
+    while (check->wait(check->asked, INFINITE) == WAIT_OBJECT_0) {
+        const DWORD count = check->get_heaps(MOST_HEAPS, check->heaps);
+        check->result = count == 0 || count > MOST_HEAPS ? HEAPS_UNKNOWN : HEAPS_SOUND;
+        for (DWORD i = 0; i < count && check->result == HEAPS_SOUND; i++) {
+            if (!check->validate(check->heaps[i], 0, nullptr))
+                check->result = HEAPS_DAMAGED;
+        }
+        check->set(check->answered);
     }
-    return HEAPS_SOUND;
+    return 0;
+}
+
+/// Makes an event known to a process. @return its handle there, null when that fails
+static HANDLE vel_e2e_share_event(HANDLE event, HANDLE process)
+{
+    HANDLE shared = nullptr;
+    DuplicateHandle(GetCurrentProcess(), event, process, &shared, 0, FALSE, DUPLICATE_SAME_ACCESS);
+    return shared;
+}
+
+VelE2eHeapWatch::VelE2eHeapWatch(DWORD process)
+    : process_(OpenProcess(PROCESS_ALL_ACCESS, FALSE, process))
+{
+    asked_ = CreateEventW(nullptr, FALSE, FALSE, nullptr);
+    answered_ = CreateEventW(nullptr, FALSE, FALSE, nullptr);
+    started_ = process_ != nullptr && start();
+}
+
+/// The thread ends with the program.
+VelE2eHeapWatch::~VelE2eHeapWatch()
+{
+    for (const HANDLE handle : {asked_, answered_, process_}) {
+        if (handle != nullptr)
+            CloseHandle(handle);
+    }
 }
 
 /// Copies the function and what it needs into two pages and runs it there.
-/// @return its result, 0 when it could not be run
-static DWORD vel_e2e_run_check(HANDLE process, BYTE *pages)
+bool VelE2eHeapWatch::start()
 {
-    const heap_check check = {GetProcessHeaps, HeapValidate, {}};
+    const heap_check check = {GetProcessHeaps,
+                              HeapValidate,
+                              WaitForSingleObject,
+                              SetEvent,
+                              vel_e2e_share_event(asked_, process_),
+                              vel_e2e_share_event(answered_, process_),
+                              0,
+                              {}};
+    pages_ = static_cast<BYTE *>(VirtualAllocEx(process_, nullptr, 2 * PAGE_BYTES,
+                                                MEM_COMMIT | MEM_RESERVE, PAGE_READWRITE));
     DWORD before = 0;
-    if (!WriteProcessMemory(process, pages, reinterpret_cast<const void *>(&vel_e2e_check_heaps),
+    if (pages_ == nullptr || check.asked == nullptr || check.answered == nullptr ||
+        !WriteProcessMemory(process_, pages_, reinterpret_cast<const void *>(&vel_e2e_check_heaps),
                             PAGE_BYTES / 4, nullptr) ||
-        !WriteProcessMemory(process, pages + PAGE_BYTES, &check, sizeof check, nullptr) ||
-        !VirtualProtectEx(process, pages, PAGE_BYTES, PAGE_EXECUTE_READ, &before))
-        return 0;
-    const open_handle thread(CreateRemoteThread(process, nullptr, 0,
-                                                reinterpret_cast<LPTHREAD_START_ROUTINE>(pages),
-                                                pages + PAGE_BYTES, 0, nullptr));
-    DWORD result = 0;
-    if (thread.get() == nullptr ||
-        WaitForSingleObject(thread.get(), VEL_E2E_TIMEOUT_MS) != WAIT_OBJECT_0 ||
-        !GetExitCodeThread(thread.get(), &result))
-        return 0;
-    return result;
+        !WriteProcessMemory(process_, pages_ + PAGE_BYTES, &check, sizeof check, nullptr) ||
+        !VirtualProtectEx(process_, pages_, PAGE_BYTES, PAGE_EXECUTE_READ, &before))
+        return false;
+    const open_handle thread(CreateRemoteThread(process_, nullptr, 0,
+                                                reinterpret_cast<LPTHREAD_START_ROUTINE>(pages_),
+                                                pages_ + PAGE_BYTES, 0, nullptr));
+    return thread.get() != nullptr;
 }
 
-std::string vel_e2e_heap_damage(DWORD process)
+std::string VelE2eHeapWatch::damage()
 {
-    const open_handle opened(OpenProcess(PROCESS_ALL_ACCESS, FALSE, process));
-    if (opened.get() == nullptr)
-        return "the program is gone";
-    auto *const pages = static_cast<BYTE *>(VirtualAllocEx(
-        opened.get(), nullptr, 2 * PAGE_BYTES, MEM_COMMIT | MEM_RESERVE, PAGE_READWRITE));
-    if (pages == nullptr)
-        return "no memory in the program";
-    const DWORD result = vel_e2e_run_check(opened.get(), pages);
-    VirtualFreeEx(opened.get(), pages, 0, MEM_RELEASE);
+    if (!started_)
+        return "the program cannot be looked into";
+    SetEvent(asked_);
+    DWORD result = 0;
+    if (WaitForSingleObject(answered_, VEL_E2E_TIMEOUT_MS) != WAIT_OBJECT_0 ||
+        !ReadProcessMemory(process_, pages_ + PAGE_BYTES + offsetof(heap_check, result), &result,
+                           sizeof result, nullptr))
+        return "the heaps could not be looked through";
     switch (result) {
     case HEAPS_SOUND:
         return "";
     case HEAPS_DAMAGED:
         return "a heap of the program is damaged";
     default:
-        return "the heaps could not be looked through";
+        return "the heaps are not known";
     }
 }
 
