@@ -7,6 +7,7 @@
 static const std::string READ = "read";
 static const std::string MEMCHR = "read, memchr() for each line feed";
 static const std::string PLAIN = "plain";
+static const std::string READER = "read records";
 static const std::string BYTES = "bytes";
 static const std::string LINE_FEEDS = "line feeds";
 static const std::string RECORDS = "records";
@@ -57,10 +58,14 @@ static void vel_bench_add_counters(vel_bench_comparison *comparison, const vel_b
                  return found;
              }});
     }
-    comparison->variants.push_back({"read records with fields", RECORDS, [file] {
-                                        return vel_bench_parser_read(file);
+    comparison->variants.push_back({READER, RECORDS, [file] {
+                                        return vel_bench_parser_read(file, FALSE);
+                                    }});
+    comparison->variants.push_back({READER + " with fields", RECORDS, [file] {
+                                        return vel_bench_parser_read(file, TRUE);
                                     }});
     comparison->baselines.push_back({"/plain", PLAIN});
+    comparison->baselines.push_back({"/reader", READER});
 }
 
 void vel_bench_count(vel_bench *bench, const vel_bench_file *file)

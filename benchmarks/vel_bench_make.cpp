@@ -9,7 +9,7 @@ namespace
 {
 
 /// Part of the files' names; counts the changes of what the shapes write.
-constexpr gint32 VERSION = 1;
+constexpr gint32 VERSION = 2;
 
 constexpr gsize BUFFER_SIZE = gsize{1} << 20;
 

@@ -87,21 +87,22 @@ vel_bench_finding vel_bench_parser_count(const vel_bench_file *file,
     return vel_bench_parser_tell(&places, error);
 }
 
-vel_bench_finding vel_bench_parser_read(const vel_bench_file *file)
+vel_bench_finding vel_bench_parser_read(const vel_bench_file *file, gboolean with_fields)
 {
     vel_csv_parser parser;
     vel_csv_parser_init(&parser);
     vel_bench_places places = {};
     g_autoptr(GError) error = nullptr;
-    g_autoptr(GPtrArray) fields = g_ptr_array_new_full(VEL_BENCH_GROUP, g_free);
+    g_autoptr(GPtrArray) fields =
+        with_fields ? g_ptr_array_new_full(VEL_BENCH_GROUP, g_free) : nullptr;
     vel_bench_place place = {0, 0};
     for (gboolean is_open = vel_bench_open(&parser, file, &error); is_open;) {
         if (places.records % VEL_BENCH_GROUP == 0)
             place = vel_bench_parser_place(&parser);
-        if (vel_csv_parser_read_record(&parser, fields, &error) == 0 || error != nullptr)
+        const gint32 n = vel_csv_parser_read_record(&parser, fields, &error);
+        if (n == 0 || error != nullptr)
             break;
-        vel_bench_places_add(&places, static_cast<gint32>(fields->len),
-                             vel_bench_place_position(&place));
+        vel_bench_places_add(&places, n, vel_bench_place_position(&place));
     }
     vel_csv_parser_done(&parser);
     return vel_bench_parser_tell(&places, error);

@@ -25,8 +25,9 @@ struct vel_bench_place {
 vel_bench_finding vel_bench_parser_count(const vel_bench_file *file,
                                          std::vector<vel_bench_place> *found);
 
-/// Reads all records of a file with their fields.
-vel_bench_finding vel_bench_parser_read(const vel_bench_file *file);
+/// Reads all records of a file, one by one.
+/// @param with_fields  whether the fields are handed out, too
+vel_bench_finding vel_bench_parser_read(const vel_bench_file *file, gboolean with_fields);
 
 /// The instruction sets that are measured against each other; empty for what the product chooses by
 /// itself.

@@ -132,15 +132,16 @@ static gint32 vel_bench_write_quoted(vel_bench_writer *writer)
     return 8;
 }
 
+// Small numbers, hardly more than separators, and now and then a word.
 static gint32 vel_bench_write_wide(vel_bench_writer *writer)
 {
     for (gint32 i = 0; i < 300; i++) {
         if (i > 0)
             vel_bench_put(writer, ',');
-        if (i % 10 == 0)
+        if (i % 50 == 0)
             vel_bench_put_word(writer);
-        else if (i % 10 != 9)
-            vel_bench_put_number(writer, vel_bench_random(writer, i % 2 == 0 ? 1000 : 1000000));
+        else
+            vel_bench_put_number(writer, vel_bench_random(writer, 100));
     }
     return 300;
 }
