@@ -9,7 +9,7 @@
 static std::vector<std::string> vel_bench_find_simd_levels()
 {
     std::vector<std::string> levels;
-    for (const char *const name : {"portable", "sse2", "avx2"}) {
+    for (const gchar *const name : vel_simd_names) {
         if (vel_simd_use(name))
             levels.push_back(name);
     }

@@ -72,9 +72,10 @@ static void vel_fuzz_skip_to_end(vel_fuzz_skipping *skipping, gint32 n)
 
 gint vel_fuzz_csv_skip(const guint8 *data, gsize size)
 {
-    static const gchar *const sets[] = {"portable", "sse2", "avx2"};
+    // The last one stands for the best that the processor has.
+    static const gchar *const sets[] = {"portable", "sse2", "avx2", nullptr};
     vel_fuzz_input input = {data, size};
-    if (!vel_simd_use(sets[vel_fuzz_take_number(&input, 3)]))
+    if (!vel_simd_use(sets[vel_fuzz_take_number(&input, G_N_ELEMENTS(sets))]))
         return 0;
     const gint32 choice = vel_fuzz_take_number(&input, 256);
     const gint32 n = 1 + choice % 110;

@@ -33,6 +33,8 @@ static vel_csv_parser_skip_kernel *vel_csv_parser_skip_choose(void)
 {
     switch (vel_simd_get()) {
 #ifdef __x86_64__
+    case VEL_SIMD_AVX512:
+        return vel_csv_parser_skip_avx512;
     case VEL_SIMD_AVX2:
         return vel_csv_parser_skip_avx2;
     case VEL_SIMD_SSE2:

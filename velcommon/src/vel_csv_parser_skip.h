@@ -79,4 +79,5 @@ vel_csv_parser_skip_kernel vel_csv_parser_skip_portable;
 #ifdef __x86_64__
 vel_csv_parser_skip_kernel vel_csv_parser_skip_sse2;
 vel_csv_parser_skip_kernel vel_csv_parser_skip_avx2;
+vel_csv_parser_skip_kernel vel_csv_parser_skip_avx512;
 #endif

@@ -9,8 +9,7 @@
 
 #define VEL_CSV_PARSER_SKIP_KERNEL vel_csv_parser_skip_avx2
 
-typedef guint64 vel_simd_words __attribute__((vector_size(32), aligned(8)));
-
+#include "vel_csv_parser_skip_avx.h"
 #include "vel_csv_parser_skip_look.h"
 
 static inline bool vel_simd_has_quote_or_return_or_zero(const guint8 *group)
@@ -26,21 +25,6 @@ static inline bool vel_simd_has_quote_or_return_or_zero(const guint8 *group)
     return _mm256_movemask_epi8(found) != 0;
 }
 
-static inline vel_simd_words vel_simd_rotate(vel_simd_words words)
-{
-    return __builtin_shufflevector(words, words, 3, 0, 1, 2);
-}
-
-static inline vel_simd_words vel_simd_replace_first(vel_simd_words words, vel_simd_words first)
-{
-    return __builtin_shufflevector(words, first, 4, 1, 2, 3);
-}
-
-static inline vel_simd_words vel_simd_broadcast_last(vel_simd_words words)
-{
-    return __builtin_shufflevector(words, words, 3, 3, 3, 3);
-}
-
 static inline void vel_simd_prefix_xor(vel_simd_words *bits)
 {
     // A product without carries, by all ones, adds up what is below each place.
@@ -53,16 +37,6 @@ static inline void vel_simd_prefix_xor(vel_simd_words *bits)
     const __m128i high_sums = _mm_unpacklo_epi64(_mm_clmulepi64_si128(high, ones, 0),
                                                  _mm_clmulepi64_si128(high, ones, 1));
     *bits = reinterpret_cast<vel_simd_words>(_mm256_set_m128i(high_sums, low_sums));
-}
-
-static inline guint64 vel_simd_compress(guint64 bits, guint64 kept)
-{
-    return _pext_u64(bits, kept);
-}
-
-static inline gint64 vel_simd_popcount(guint64 bits)
-{
-    return __builtin_popcountll(bits);
 }
 
 #include "vel_csv_parser_skip_kernel.h"

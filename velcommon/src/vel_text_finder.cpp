@@ -7,6 +7,7 @@ static vel_text_finder_kernel *vel_text_finder_choose(void)
 {
     switch (vel_simd_get()) {
 #ifdef __x86_64__
+    case VEL_SIMD_AVX512: // Its comparisons give no vectors, which the kernel wants.
     case VEL_SIMD_AVX2:
         return vel_text_finder_avx2;
     case VEL_SIMD_SSE2:

@@ -80,6 +80,22 @@ TEST_P(VelCsvParserSkipFile, ZerosInQuotesAcrossBlocks)
     }
 }
 
+TEST_P(VelCsvParserSkipFile, OneZeroCountsWhereverItIs)
+{
+    for (const char *const piece : {"abc,\"defg\"\n", "\"hij\nkl\",m\r\n", "nop,qrst\n"}) {
+        std::string text;
+        while (text.size() < 3000)
+            text += piece;
+        // Of all places in a word, and of groups taken one by one and several at a time.
+        for (size_t place = 0; place < 1400; place += 13) {
+            std::string with_zero = text;
+            with_zero[place] = '\0';
+            compare(with_zero, 0, G_MAXINT32, "UTF-8", piece + std::to_string(place));
+            ASSERT_FALSE(HasFatalFailure());
+        }
+    }
+}
+
 TEST_P(VelCsvParserSkipFile, RandomFilesOfManyBlocks)
 {
     std::mt19937 random(20261125);

@@ -13,6 +13,17 @@ TEST(VelSimd, ANamedSetIsUsed)
     vel_simd_use(nullptr);
 }
 
+TEST(VelSimd, WhoeverHasASetHasTheOnesBeforeIt)
+{
+    ASSERT_TRUE(vel_simd_use(nullptr));
+    const vel_simd_set best = vel_simd_get();
+    for (int set = VEL_SIMD_PORTABLE; set < VEL_SIMD_SETS; set++) {
+        EXPECT_EQ(vel_simd_use(vel_simd_names[set]), set <= best) << vel_simd_names[set];
+        EXPECT_EQ(vel_simd_get(), MIN(set, best));
+    }
+    vel_simd_use(nullptr);
+}
+
 TEST(VelSimd, UnknownSetsAreRefusedAndChangeNothing)
 {
     ASSERT_TRUE(vel_simd_use("portable"));
@@ -32,7 +43,7 @@ TEST(VelSimd, TheBestIsAtLeastWhatEveryProcessorHas)
 #endif
 }
 
-TEST(VelSimd, BitsAreCompressedOnlyWithAvx2)
+TEST(VelSimd, BitsAreCompressedOnlyFromAvx2On)
 {
     ASSERT_TRUE(vel_simd_use("portable"));
     EXPECT_FALSE(vel_simd_compresses());

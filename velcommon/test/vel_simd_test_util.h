@@ -11,7 +11,7 @@
 inline std::vector<const char *> vel_simd_test_sets()
 {
     std::vector<const char *> names;
-    for (const char *const name : {"portable", "sse2", "avx2"}) {
+    for (const gchar *const name : vel_simd_names) {
         if (vel_simd_use(name))
             names.push_back(name);
     }
