@@ -2,6 +2,7 @@
 // the bit instructions of their processors.
 #pragma once
 
+#include <glib.h>
 #include <immintrin.h>
 
 typedef guint64 vel_simd_words __attribute__((vector_size(32), aligned(8)));
